@@ -1,0 +1,105 @@
+# libkelp.so and libkelp.a from one set of objects.
+#
+# The codec uses no C++ runtime: the shared library is linked against libc alone, so that a stray
+# `new`, exception or guarded static is a link error and not a dependency.
+
+add_library(kelp_flags INTERFACE)
+target_compile_options(kelp_flags INTERFACE
+  -Wall -Wextra -Wconversion -Wshadow $<$<BOOL:${KELP_WERROR}>:-Werror>)
+if(KELP_SANITIZE)
+  target_compile_options(kelp_flags INTERFACE
+    -fsanitize=${KELP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(kelp_flags INTERFACE -fsanitize=${KELP_SANITIZE})
+endif()
+
+set(KELP_SOURCES
+  common/aligned_memory.cpp
+  common/bit_reader.cpp
+  common/bit_reader_le.cpp
+  common/bit_writer.cpp
+  common/fixed_point.cpp
+  common/library.cpp
+  common/lsp.cpp
+  dec/codebook_gain.cpp
+  dec/concealment.cpp
+  dec/decoder.cpp
+  dec/interface.cpp
+  dec/lpc_convert.cpp
+
+  dec/lsp_dequant.cpp
+  dec/output.cpp
+  dec/pitch_dequant.cpp
+  dec/synthesis.cpp
+  format/pack.cpp
+  format/payload_layout.cpp
+  format/unpack.cpp
+  tables/excitation_codebooks.cpp
+  tables/gain_tables.cpp
+  tables/interpolation_tables.cpp
+  tables/lsp_codebooks.cpp
+  tables/lsp_tables.cpp
+  tables/trigonometric_tables.cpp)
+
+add_library(kelp_objects OBJECT ${KELP_SOURCES})
+target_include_directories(kelp_objects PUBLIC
+  ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+set_target_properties(kelp_objects PROPERTIES
+  POSITION_INDEPENDENT_CODE ON
+  CXX_VISIBILITY_PRESET hidden
+  VISIBILITY_INLINES_HIDDEN ON)
+target_compile_options(kelp_objects PRIVATE
+  -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables)
+target_link_libraries(kelp_objects PRIVATE kelp_flags)
+# The sine and cosine tables are computed at compile time, which takes clang more steps than it
+# allows by default.
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  set_source_files_properties(tables/trigonometric_tables.cpp PROPERTIES
+    COMPILE_OPTIONS -fconstexpr-steps=20000000)
+endif()
+
+# gcc infers that nothing throws here and then misses that on the second names.
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  set_source_files_properties(common/aligned_memory.cpp common/library.cpp PROPERTIES
+    COMPILE_OPTIONS -Wno-missing-attributes)
+endif()
+
+add_library(kelp SHARED $<TARGET_OBJECTS:kelp_objects>)
+add_library(kelp_static STATIC $<TARGET_OBJECTS:kelp_objects>)
+add_library(kelp::kelp ALIAS kelp)
+add_library(kelp::static ALIAS kelp_static)
+foreach(target kelp kelp_static)
+  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME kelp)
+endforeach()
+
+# cmake/exported_symbols.txt is all that the library exports; the linker reads it as a script. No
+# -Bsymbolic and no protected visibility: a host that is not position-independent has its own copy
+# of kelp_inited, which the library must then use too.
+set(KELP_EXPORTS ${PROJECT_SOURCE_DIR}/cmake/exported_symbols.txt)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${KELP_EXPORTS})
+file(STRINGS ${KELP_EXPORTS} symbols)
+list(JOIN symbols "; " symbols)
+set(KELP_VERSION_SCRIPT ${CMAKE_CURRENT_BINARY_DIR}/kelp.map)
+file(CONFIGURE OUTPUT ${KELP_VERSION_SCRIPT}
+  CONTENT "{ global: ${symbols}; local: *; };\n" @ONLY)
+
+set_target_properties(kelp PROPERTIES
+  VERSION ${PROJECT_VERSION}
+  SOVERSION ${PROJECT_VERSION_MAJOR}
+  LINK_DEPENDS ${KELP_VERSION_SCRIPT})
+target_link_options(kelp PRIVATE
+  -Wl,--version-script=${KELP_VERSION_SCRIPT}
+  -Wl,-z,max-page-size=16384 -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+if(KELP_SANITIZE)
+  target_link_options(kelp PRIVATE -fsanitize=${KELP_SANITIZE})
+  target_link_options(kelp_static PUBLIC -fsanitize=${KELP_SANITIZE})
+else()
+  target_link_options(kelp PRIVATE -nodefaultlibs -Wl,-z,defs)
+  target_link_libraries(kelp PRIVATE c)
+endif()
+
+include(GNUInstallDirs)
+install(TARGETS kelp kelp_static
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES include/kelp.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

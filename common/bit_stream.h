@@ -1,0 +1,43 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the bit-stream reader's two families and the writer share.
+#ifndef KELP_COMMON_BIT_STREAM_H
+#define KELP_COMMON_BIT_STREAM_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "kelp.h"
+
+namespace kelp {
+
+// What the reads return past the end of the buffer, whatever number of bits was asked for.
+inline constexpr uint32_t kExhausted = 0xFFFFFFFF;
+
+// Address of the last of `size` bytes. Formed as an integer: for a size below 1 it lies in front of
+// the buffer, where no pointer arithmetic may go.
+template <typename Byte>
+Byte *last_byte(Byte *buffer, int32_t size) {
+  return reinterpret_cast<Byte *>(reinterpret_cast<uintptr_t>(buffer) +
+                                  static_cast<uintptr_t>(ptrdiff_t{size} - 1));
+}
+
+// Bytes from `cur` to the end of the buffer; 0 or less when there are none.
+template <typename State>
+ptrdiff_t bytes_left(const State *state) {
+  return static_cast<ptrdiff_t>(reinterpret_cast<uintptr_t>(state->end) -
+                                reinterpret_cast<uintptr_t>(state->cur)) +
+         1;
+}
+
+// Bytes that a refill of `bytes` can load: no more than the cache holds or the buffer has.
+inline int32_t loadable_bytes(const kcmn_bsr_state *state, int32_t bytes) {
+  const ptrdiff_t wanted = std::min(bytes, 4);
+  return static_cast<int32_t>(std::min(wanted, std::max<ptrdiff_t>(bytes_left(state), 0)));
+}
+
+}  // namespace kelp
+
+#endif  // KELP_COMMON_BIT_STREAM_H

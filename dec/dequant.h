@@ -1,0 +1,58 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// From codes to values: LSPs, prediction coefficients, pitch, codebook gains.
+#ifndef KELP_DEC_DEQUANT_H
+#define KELP_DEC_DEQUANT_H
+
+#include <cstdint>
+
+#include "common/synthesis.h"
+#include "dec/decoder_state.h"
+#include "format/unpack.h"
+
+namespace kelp {
+
+// 0 when the LSPs that the five indices describe are usable, KELP_ERR_LSP when not,
+// KELP_ERR_STATE for a rate other than 2, 3 or 4.
+int32_t kelpd_iq_lsp_erasure_check(uint32_t rate, const uint32_t lsp_idx[5]);
+
+// The frame's ten LSPs (Q16) by its rate; renews the LSP memory. Returns 0.
+int32_t kelpd_iq_lpc(const kelpd_frame_params &params, decoder_state *state,
+                     int32_t lsp[kLpcOrder]);
+
+// The LSPs of an eighth-rate frame from one bit each; renews `memory` (Q16, in and out).
+void iq_lsp_8th(const uint32_t lsp_bit[kLpcOrder], const decoder_state &state,
+                int32_t memory[kLpcOrder], int32_t lsp[kLpcOrder]);
+
+// One set of prediction coefficients per interpolation subframe of the rate: 1 at eighth rate, else
+// 4. `mode` 0 fills the weighted sets too, with powers of `factor_q14`. Returns 0.
+int32_t kelpd_lpc_convert(int mode, uint32_t rate, const int32_t previous_lsp[kLpcOrder],
+                          const int32_t lsp[kLpcOrder], subframe_coefficients sets[4],
+                          int16_t factor_q14);
+
+// Interpolated LSPs (Q15 of the sampling rate, 0 .. 16383) to prediction coefficients.
+void kelpd_lsp_to_lpc(const int32_t lsp_q15[kLpcOrder], int32_t lpc_q14[kLpcOrder]);
+
+// The current pitch subframe's lag, fraction and gain. 0, or KELP_ERR_ARGUMENT for a code out of
+// range, with nothing written.
+int32_t kelpd_iq_pitch_lag_gain(const kelpd_frame_params &params, pitch_parameters *pitch);
+
+// Gain code, sign and codebook index of codebook subframe c of pitch subframe p, into records[c].
+void kelp_unpack_codebook(const kelpd_frame_params &params, codebook_record *records, int p, int c);
+
+// The record's signed gain; c is its number within the pitch subframe.
+void kelp_iq_gain(uint32_t rate, codebook_record *record, int c, gain_memory *gains);
+
+// The unsigned gain of an eighth-rate frame. 0, or KELP_ERR_ARGUMENT for a code above 3, with
+// nothing changed.
+int32_t kelp_iq_gain_8th(int32_t *gain_q16, uint32_t code, gain_memory *gains);
+
+// Gain of `index` dB, -6 .. 66, Q16.
+inline int32_t codebook_gain_q16(int32_t index) {
+  return kelp_tbl_ga[index + 6];
+}
+
+}  // namespace kelp
+
+#endif  // KELP_DEC_DEQUANT_H

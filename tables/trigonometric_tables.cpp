@@ -1,0 +1,69 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// Sines and cosines in Q24, correctly rounded, all from one quarter wave. The codec's bits hang on
+// every unit of these tables.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "kelp.h"
+#include "tables/series.h"
+
+namespace {
+
+constexpr size_t kQuarter = 8192;  // steps of pi / 16384 in a quarter of the circle
+
+// Entry i is cos(pi i / 16384), i = 0 .. 8192. The series is good to 2^-28 of a unit of Q24; no
+// entry comes nearer to a rounding boundary than 2^-16 of one.
+consteval std::array<int32_t, kQuarter + 1> make_quarter_wave() {
+  std::array<int32_t, kQuarter + 1> table{};
+  for (size_t i = 0; i <= kQuarter; i++) {
+    const double cosine =
+        i <= kQuarter / 2 ? kelp::series_cos(kelp::kPi * static_cast<double>(i) / 16384)
+                          : kelp::series_sin(kelp::kPi * static_cast<double>(kQuarter - i) / 16384);
+    table[i] = static_cast<int32_t>(cosine * 16777216 + 0.5);
+  }
+  return table;
+}
+constexpr auto kQuarterWave = make_quarter_wave();
+
+// cos(pi i / 16384) for 0 <= i <= 16384.
+consteval int32_t cosine(size_t i) {
+  return i <= kQuarter ? kQuarterWave[i] : -kQuarterWave[2 * kQuarter - i];
+}
+
+consteval std::array<int32_t, 16384> make_lsp_cos() {
+  std::array<int32_t, 16384> table{};
+  for (size_t i = 0; i < table.size(); i++) table[i] = cosine(i);
+  return table;
+}
+consteval std::array<int32_t, 8193> make_cosine_data() {
+  std::array<int32_t, 8193> table{};
+  for (size_t i = 0; i < table.size(); i++) table[i] = cosine(2 * i);
+  return table;
+}
+consteval std::array<int32_t, 8193> make_sine_data() {
+  std::array<int32_t, 8193> table{};
+  for (size_t i = 0; i < table.size(); i++) {
+    table[i] = cosine(2 * i <= kQuarter ? kQuarter - 2 * i : 2 * i - kQuarter);
+  }
+  return table;
+}
+
+}  // namespace
+
+// A computed array cannot initialise a plain one: each is defined under a name of its own, which
+// the public table shares.
+extern "C" {
+extern constexpr auto kelp_lsp_cos_values = make_lsp_cos();
+[[gnu::alias("kelp_lsp_cos_values")]] extern const int32_t tbl_lsp_cos[16384];
+extern constexpr auto kelp_cosine_values = make_cosine_data();
+[[gnu::alias("kelp_cosine_values")]] extern const int32_t tbl_cosine_data[8193];
+extern constexpr auto kelp_sine_values = make_sine_data();
+[[gnu::alias("kelp_sine_values")]] extern const int32_t tbl_sine_data[8193];
+}
+static_assert(kelp_lsp_cos_values[0] == 16777216 && kelp_lsp_cos_values[8192] == 0);
+static_assert(kelp_lsp_cos_values[16383] == -16777216);
+static_assert(kelp_sine_values[4096] == 16777216 && kelp_sine_values[8192] == 0);
