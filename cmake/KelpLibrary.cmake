@@ -30,9 +30,26 @@ set(KELP_SOURCES
   dec/output.cpp
   dec/pitch_dequant.cpp
   dec/synthesis.cpp
+  enc/analysis.cpp
+  enc/codebook_search.cpp
+  enc/encoder.cpp
+  enc/excitation_search.cpp
+  enc/gain_quant.cpp
+  enc/interface.cpp
+  enc/local_decoder.cpp
+  enc/lpc_convert.cpp
+  enc/lsp_quant.cpp
+  enc/lsp_roots.cpp
+  enc/noise_frame.cpp
+  enc/pitch_search.cpp
+  enc/preprocess.cpp
+  enc/rate_decision.cpp
+  enc/rate_levels.cpp
+  enc/weighting.cpp
   format/pack.cpp
   format/payload_layout.cpp
   format/unpack.cpp
+  tables/analysis_tables.cpp
   tables/excitation_codebooks.cpp
   tables/gain_tables.cpp
   tables/interpolation_tables.cpp

@@ -1,0 +1,105 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// Full and half rate: pitch and codebook parameters by analysis and synthesis, one subframe after
+// the other.
+
+#include "enc/excitation_search.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "enc/gain_quant.h"
+#include "format/pack.h"
+
+namespace kelp {
+namespace {
+
+// target = w (to Q14) less what the filter gives for `excitation` on its memory as it stands.
+void make_target(const int32_t *w, const int32_t *excitation,
+                 const subframe_coefficients &coefficients, const encoder_state &state, int n,
+                 int32_t *target) {
+  int32_t memory[kLpcOrder];
+  std::copy_n(state.local_decoder.weighted.memory, kLpcOrder, memory);
+  lpc_scratch scratch;
+  int32_t response[kPitchSubframe];
+  kelp_filter_pole(excitation, memory, coefficients.weighted, n, false, scratch, response);
+  for (int k = 0; k < n; k++) target[k] = wrap_sub(wrap_shl(w[k], 14), response[k]);
+}
+
+// Pitch parameters of subframe i, as the decoder will read them.
+pitch_parameters encode_pitch(encoder_frame *frame, const encoder_state &state, int i,
+                              const int32_t h[kImpulseResponse]) {
+  const int32_t silence[kPitchSubframe] = {};
+  int32_t target[kPitchSubframe];
+  make_target(frame->weighted_speech + i * kPitchSubframe, silence, frame->coefficients[i], state,
+              kPitchSubframe, target);
+  const pitch_candidate best = search_pitch(target, h, state.local_decoder.pitch.history);
+
+  pitch_parameters pitch = {best.lag, best.fraction, 0};
+  payload_codes &codes = frame->codes;
+  kelpe_q_pitch_gain(best.lag != 0 ? pitch_gain_q14(best) : 0, &pitch.gain_q3,
+                     &codes.pitch_gain[i]);
+  if (pitch.gain_q3 == 0) pitch.lag = 0;
+  kelpe_q_pitch_lag(&pitch.lag, &codes.pitch_lag[i], &pitch.fraction, &codes.pitch_frac[i]);
+  return pitch;
+}
+
+// Codebook subframe j of pitch subframe i, n samples.
+void encode_codebook(encoder_frame *frame, encoder_state *state, const pitch_parameters &pitch,
+                     int i, int j, int n, const int32_t h[kImpulseResponse]) {
+  const subframe_coefficients &coefficients = frame->coefficients[i];
+  const bool full = frame->rate == KELP_RATE_FULL;
+  int32_t contribution[kPitchSubframe];
+  int32_t target[kPitchSubframe];
+  predict_pitch(pitch, state->local_decoder.pitch.history, n, contribution);
+  make_target(frame->weighted_speech + i * kPitchSubframe + j * n, contribution, coefficients,
+              *state, n, target);
+  const codebook_choice choice =
+      search_codebook(target, h, full ? kelp_tbl_cb : kelp_tbl_cb_half, n);
+
+  codebook_record record = {};
+  codebook_codes codes = {};
+  record.gain_q16 = choice.gain_q16;
+  record.index = choice.index;
+  kelpe_q_cb_gain(frame->rate, &record.gain_q16, &codes.gain, &codes.sign, j, &state->gains);
+  codes.index = kelpe_q_cb_idx(choice.index);
+  kelpe_pack_cb(frame->rate, codes, &frame->codes, i * (kPitchSubframe / n) + j);
+
+  kelpe_cmn_dec(frame->rate, state, coefficients, pitch, &record, nullptr, synthesis_mode::analysis,
+                n, 1);
+  state->previous_gain_q16 = std::abs(record.gain_q16);
+}
+
+void encode_speech(encoder_frame *frame, encoder_state *state) {
+  const int codebook_subframes = kelp_tbl_cb_sf[frame->rate] / kelp_tbl_pitch_sf[frame->rate];
+  for (int i = 0; i < 4; i++) {
+    int32_t h[kImpulseResponse];
+    impulse_response(frame->coefficients[i], h);
+    const pitch_parameters pitch = encode_pitch(frame, *state, i, h);
+    for (int j = 0; j < codebook_subframes; j++) {
+      encode_codebook(frame, state, pitch, i, j, kPitchSubframe / codebook_subframes, h);
+    }
+  }
+  state->eighth_rate_run = 0;
+}
+
+}  // namespace
+
+void impulse_response(const subframe_coefficients &coefficients, int32_t h[kImpulseResponse]) {
+  const int32_t impulse[kImpulseResponse] = {16384};
+  int32_t memory[kLpcOrder] = {};
+  lpc_scratch scratch;
+  kelp_filter_pole(impulse, memory, coefficients.weighted, kImpulseResponse, false, scratch, h);
+}
+
+void kelpe_pitch_cb_extract(encoder_frame *frame, encoder_state *state) {
+  switch (frame->rate) {
+    case KELP_RATE_EIGHTH: encode_noise(frame, state); break;
+    case KELP_RATE_HALF:
+    case KELP_RATE_FULL: encode_speech(frame, state); break;
+    default: break;
+  }
+}
+
+}  // namespace kelp

@@ -1,0 +1,23 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// The encoder's analysis window and LSP search grid. Not exported.
+#ifndef KELP_TABLES_ANALYSIS_TABLES_H
+#define KELP_TABLES_ANALYSIS_TABLES_H
+
+#include <array>
+#include <cstdint>
+
+#include "kelp.h"
+
+namespace kelp {
+
+// First half of a symmetric Hamming window of 160 points, Q15, every value even.
+extern const std::array<int32_t, KELP_FRAME_SAMPLES / 2> kAnalysisWindow_q15;
+
+// Upper ends of the 200 intervals that are searched for LSPs, 164 .. 32768.
+extern const std::array<uint16_t, 200> kLspGrid;
+
+}  // namespace kelp
+
+#endif  // KELP_TABLES_ANALYSIS_TABLES_H
