@@ -23,6 +23,10 @@ inline constexpr int32_t kLspDecay_q15 = 29696;
 // From this many eighth-rate frames before a frame on, its LSPs are smoothed strongly.
 inline constexpr int32_t kLongEighthRateRun = 10;
 
+// The split codebooks: pairs of steps, 32 bits of indices in all.
+inline constexpr int kLspSplits = 5;
+inline constexpr int kLspSplitSize[kLspSplits] = {64, 128, 128, 64, 64};
+
 // Prediction coefficients of one interpolation subframe: the bandwidth-expanded set that synthesis
 // runs, and the same weighted for the perceptual filter. Q14; the synthesis filter is
 // 1 / (1 - sum of a_i z^-i).

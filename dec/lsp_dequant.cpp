@@ -9,13 +9,11 @@
 namespace kelp {
 namespace {
 
-constexpr int kSplits = 5;
-
 // Running sums of the increments that the indices choose. No mean is added: the codebooks hold
 // absolute steps.
-void sum_increments(const uint32_t lsp_idx[kSplits], int32_t lsp[kLpcOrder]) {
+void sum_increments(const uint32_t lsp_idx[kLspSplits], int32_t lsp[kLpcOrder]) {
   int32_t sum = 0;
-  for (int split = 0; split < kSplits; split++) {
+  for (int split = 0; split < kLspSplits; split++) {
     const kelp_lsp_pair &pair = kelp_tbl_vq_lsp[split][lsp_idx[split]];
     lsp[2 * split] = sum += pair.first;
     lsp[2 * split + 1] = sum += pair.second;

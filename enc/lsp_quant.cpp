@@ -11,8 +11,6 @@ namespace kelp {
 namespace {
 
 constexpr int64_t kPi_q24 = 52707178;
-constexpr int kSplits = 5;
-constexpr int kSplitSize[kSplits] = {64, 128, 128, 64, 64};
 
 int32_t mul_q24(int32_t a, int32_t b) {
   return low32(product(a, b) >> 24);
@@ -42,18 +40,13 @@ void sensitivity(const int16_t *a, int32_t lsp, int i, int32_t g[kLpcOrder]) {
   for (int k = 0; k < 5; k++) g[9 - k] = sum ? g[k] : wrap_neg(g[k]);
 }
 
-struct split_choice {
-  uint32_t index;
-  kelp_lsp_pair step;
-};
-
-// The pair nearest to the two steps asked for; the error of the first carries over to the second.
-split_choice search_split(int split, int32_t step1, int32_t step2, int64_t weight1,
-                          int64_t weight2) {
-  const kelp_lsp_pair *const codebook = kelp_tbl_vq_lsp[split];
+// Index of the pair nearest to the two steps asked for; the error of the first step carries over to
+// the second. Equal distortions go to the lower index.
+uint32_t search_split(const kelp_lsp_pair *codebook, int size, int32_t step1, int32_t step2,
+                      int64_t weight1, int64_t weight2) {
   int64_t best = 0;
   uint32_t best_index = 0;
-  for (uint32_t j = 0; j < static_cast<uint32_t>(kSplitSize[split]); j++) {
+  for (uint32_t j = 0; j < static_cast<uint32_t>(size); j++) {
     const int32_t e1 = step1 - codebook[j].first;
     const int32_t e2 = e1 + (step2 - codebook[j].second);
     const int64_t distortion = wrap_add64(wrap_mul64(product(e1, e1), weight1) >> 15,
@@ -63,23 +56,15 @@ split_choice search_split(int split, int32_t step1, int32_t step2, int64_t weigh
       best_index = j;
     }
   }
-  return {best_index, codebook[best_index]};
+  return best_index;
 }
 
-// Full and half rate: five splits of two steps each, in closed loop from the LSP below. The LSPs
-// are not reordered.
+// Full and half rate.
 void quantize_vector(encoder_frame *frame, encoder_state *state) {
   int64_t weight[kLpcOrder];
   lsp_weights(*frame, weight);
-  int32_t below = 0;
-  for (int m = 0; m < kSplits; m++) {
-    const int32_t *const lsp = frame->lsp + 2 * m;
-    const split_choice choice =
-        search_split(m, lsp[0] - below, lsp[1] - lsp[0], weight[2 * m], weight[2 * m + 1]);
-    frame->codes.lsp_idx[m] = choice.index;
-    frame->quantized_lsp[2 * m] = below += choice.step.first;
-    frame->quantized_lsp[2 * m + 1] = below += choice.step.second;
-  }
+  search_lsp_codebooks(kelp_tbl_vq_lsp, frame->lsp, weight, frame->codes.lsp_idx,
+                       frame->quantized_lsp);
   for (int i = 0; i < kLpcOrder; i++) {
     state->lsp_memory[i] =
         wrap_mul(frame->quantized_lsp[i] - tbl_idx_lpcorder[i], kLspDecay_q15) >> 15;
@@ -124,6 +109,21 @@ void lsp_weights(const encoder_frame &frame, int64_t weight[kLpcOrder]) {
           wrap_add64(sum, wrap_mul64(frame.autocorrelation[k], correlation) >> (k == 0 ? 20 : 19));
     }
     weight[i] = sum;
+  }
+}
+
+void search_lsp_codebooks(const kelp_lsp_pair *const codebooks[kLspSplits],
+                          const int32_t lsp[kLpcOrder], const int64_t weight[kLpcOrder],
+                          uint32_t index[kLspSplits], int32_t quantized[kLpcOrder]) {
+  int32_t below = 0;
+  for (int m = 0; m < kLspSplits; m++) {
+    const int first = 2 * m;
+    const int second = first + 1;
+    index[m] = search_split(codebooks[m], kLspSplitSize[m], lsp[first] - below,
+                            lsp[second] - lsp[first], weight[first], weight[second]);
+    const kelp_lsp_pair &step = codebooks[m][index[m]];
+    quantized[first] = below += step.first;
+    quantized[second] = below += step.second;
   }
 }
 

@@ -16,6 +16,12 @@ void kelpe_q_lsp(encoder_frame *frame, encoder_state *state);
 // prediction filter to that LSP.
 void lsp_weights(const encoder_frame &frame, int64_t weight[kLpcOrder]);
 
+// The five splits of two steps each, in closed loop: every step starts from the quantized LSP below
+// it. Nothing is reordered.
+void search_lsp_codebooks(const kelp_lsp_pair *const codebooks[kLspSplits],
+                          const int32_t lsp[kLpcOrder], const int64_t weight[kLpcOrder],
+                          uint32_t index[kLspSplits], int32_t quantized[kLpcOrder]);
+
 // One set of coefficients per interpolation subframe of the rate; `mode` 0 fills the weighted sets
 // too, with powers of `factor_q15`.
 void kelpe_lpc_convert(int mode, int32_t rate, const int32_t previous_lsp[kLpcOrder],
