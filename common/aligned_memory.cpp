@@ -52,6 +52,6 @@ void kcmn_blk_mcpy(void *destination, const void *source, int32_t destination_st
 }
 
 extern "C" {
-[[gnu::alias("kcmn_malloc_align32")]] void *kcmn_malloc_fast_align32(uint32_t);
-[[gnu::alias("kcmn_mfree_align32")]] void kcmn_mfree_fast_align32(void *);
+[[gnu::alias("kcmn_malloc_align32")]] void *kcmn_malloc_fast_align32(uint32_t size);
+[[gnu::alias("kcmn_mfree_align32")]] void kcmn_mfree_fast_align32(void *block);
 }

@@ -21,6 +21,6 @@ int32_t kelp_q(void) {
 }
 
 extern "C" {
-[[gnu::alias("kelp_deinit")]] uintptr_t kelp_platform_deinit(uintptr_t);
+[[gnu::alias("kelp_deinit")]] uintptr_t kelp_platform_deinit(uintptr_t value);
 [[gnu::alias("kelp_q")]] int32_t kelp_platform_init(void);
 }

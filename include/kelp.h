@@ -51,8 +51,8 @@
  * samples of the frame before it and the first 100 of its own. Decoded speech therefore lags the
  * input by 60 samples; feed one more frame of silence to get the last ones out.
  *
- * Level. The input passes a high-pass filter (its corner is near 100 Hz) and comes back at 0.946
- * of its level.
+ * Level. The input passes a high-pass filter (-3 dB at 120 Hz, -10 dB at 50 Hz); above it speech
+ * keeps its level.
  *
  * Output buffers. Hand the encoder at least KELP_MAX_PACKET_BYTES (35) bytes. It writes what fits
  * into a shorter buffer, but a field that starts in the buffer's last byte runs on into the byte

@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 #include <numeric>
+#include <random>
 
 #include "parallel.h"
 
@@ -32,10 +33,10 @@ struct frame_result {
   index_vector index;
   double distance;
 };
-frame_result try_frame(const speech_frame &frame, const codebooks &books) {
+frame_result try_frame(const training_frame &frame, const codebooks &books) {
   frame_result result{};
-  const lsp_vector quantized = books.quantize(frame, &result.index);
-  result.distance = spectral_distance(spectrum(exact_lsp(frame)), spectrum(quantized));
+  const lsp_vector quantized = books.quantize(frame.speech, &result.index);
+  result.distance = spectral_distance(frame.reference_db, quantized);
   return result;
 }
 
@@ -71,12 +72,14 @@ struct equations {
 
   // A frame's weighted quadratic form in its LSPs, taken to the ten steps whose running sums they
   // are.
-  void add(const index_vector &index, const square_matrix &h, const lsp_vector &target,
-           double weight) {
-    square_matrix g = h;
+  void add(const index_vector &index, const training_frame &frame, double weight) {
+    square_matrix g{};
+    for (size_t i = 0, at = 0; i < kOrder; i++) {
+      for (size_t j = 0; j <= i; j++) g[i][j] = g[j][i] = frame.hessian[at++];
+    }
     std::array<double, kOrder> r{};
     for (size_t i = 0; i < kOrder; i++) {
-      for (size_t j = 0; j < kOrder; j++) r[i] += h[i][j] * target[j];
+      for (size_t j = 0; j < kOrder; j++) r[i] += g[i][j] * frame.speech.exact[j];
     }
     for (size_t i = kOrder - 1; i-- > 0;) {
       r[i] += r[i + 1];
@@ -148,7 +151,25 @@ void for_each_row(const Visit &visit) {
 
 }  // namespace
 
-distortion measure(const std::vector<speech_frame> &frames, const codebooks &books) {
+std::vector<training_frame> prepare(const std::vector<speech_frame> &frames) {
+  std::vector<training_frame> result(frames.size());
+  in_chunks(frames.size(), [&](size_t, size_t begin, size_t end) {
+    for (size_t n = begin; n < end; n++) {
+      training_frame &frame = result[n];
+      frame.speech = frames[n];
+      const lsp_vector lsp = exact_lsp(frames[n]);
+      const spectrum_db reference = spectrum(lsp);
+      std::copy(reference.begin(), reference.end(), frame.reference_db.begin());
+      const square_matrix h = distance_hessian(lsp);
+      for (size_t i = 0, at = 0; i < kOrder; i++) {
+        for (size_t j = 0; j <= i; j++) frame.hessian[at++] = static_cast<float>(h[i][j]);
+      }
+    }
+  });
+  return result;
+}
+
+distortion measure(const std::vector<training_frame> &frames, const codebooks &books) {
   std::array<tally, kChunks> tallies;
   in_chunks(frames.size(), [&](size_t chunk, size_t begin, size_t end) {
     for (size_t i = begin; i < end; i++) tallies[chunk].add(try_frame(frames[i], books).distance);
@@ -156,16 +177,15 @@ distortion measure(const std::vector<speech_frame> &frames, const codebooks &boo
   return summarise(tallies);
 }
 
-distortion refine(const std::vector<speech_frame> &frames, double step, codebooks *books) {
+distortion refine(const std::vector<training_frame> &frames, double step, codebooks *books) {
   std::array<tally, kChunks> tallies;
   std::vector<equations> parts(kChunks);
   in_chunks(frames.size(), [&](size_t chunk, size_t begin, size_t end) {
     for (size_t i = begin; i < end; i++) {
       const frame_result result = try_frame(frames[i], *books);
       tallies[chunk].add(result.distance);
-      const lsp_vector target = exact_lsp(frames[i]);
       // d^3 is d^2 weighted by d, which is taken from the round before.
-      parts[chunk].add(result.index, distance_hessian(target), target, result.distance);
+      parts[chunk].add(result.index, frames[i], result.distance);
     }
   });
   for (size_t c = 1; c < kChunks; c++) parts[0].add(parts[c]);
@@ -189,36 +209,39 @@ distortion refine(const std::vector<speech_frame> &frames, double step, codebook
   return summarise(tallies);
 }
 
-void move_useless_rows(const std::vector<speech_frame> &frames, size_t count, codebooks *books) {
-  using row_costs = std::vector<double>;
-  std::vector<std::array<row_costs, kSplits>> parts(kChunks);
+void relocate_rows(const std::vector<training_frame> &frames, size_t split, size_t count,
+                   uint64_t seed, codebooks *books) {
+  const size_t rows = codebooks::size(split);
+  std::vector<std::vector<double>> parts(kChunks, std::vector<double>(rows));
   in_chunks(frames.size(), [&](size_t chunk, size_t begin, size_t end) {
-    for (size_t s = 0; s < kSplits; s++) parts[chunk][s].resize(codebooks::size(s));
     for (size_t i = begin; i < end; i++) {
       const frame_result result = try_frame(frames[i], *books);
-      const double cost = result.distance * result.distance * result.distance;
-      for (size_t s = 0; s < kSplits; s++) parts[chunk][s][result.index[s]] += cost;
+      parts[chunk][result.index[split]] += result.distance * result.distance * result.distance;
     }
   });
-  for (size_t s = 0; s < kSplits; s++) {
-    row_costs cost(codebooks::size(s));
-    for (const auto &part : parts) {
-      for (size_t r = 0; r < cost.size(); r++) cost[r] += part[s][r];
-    }
-    std::vector<size_t> order(cost.size());
-    std::iota(order.begin(), order.end(), size_t{0});
-    std::sort(order.begin(), order.end(), [&](size_t a, size_t b) { return cost[a] < cost[b]; });
-    size_t moved = 0;
-    for (size_t k = 0; k < order.size() && moved < count; k++) {
-      const size_t costly = order[order.size() - 1 - moved];
-      if (codebooks::is_fixed(s, order[k]) || cost[order[k]] * 8 > cost[costly]) continue;
-      // A little to the side of the costly row; refinement pulls the two apart.
-      const kelp_lsp_pair &near = books->row(s, costly);
-      const int32_t aside = moved % 2 == 0 ? 16 : 20;
-      books->row(s, order[k]) = {near.first + near.first / aside,
-                                 near.second - near.second / aside};
-      moved++;
-    }
+  std::vector<double> cost(rows);
+  for (const auto &part : parts) {
+    for (size_t r = 0; r < rows; r++) cost[r] += part[r];
+  }
+  std::vector<size_t> order;
+  for (size_t r = 0; r < rows; r++) {
+    if (!codebooks::is_fixed(split, r)) order.push_back(r);
+  }
+  std::sort(order.begin(), order.end(), [&](size_t a, size_t b) { return cost[a] < cost[b]; });
+
+  std::mt19937_64 random(seed);
+  for (size_t k = 0; k < count; k++) {
+    // One of the cheapest rows goes to the side of a costly one; refinement pulls the two apart.
+    const size_t mover = order[random() % (order.size() / 4)];
+    std::vector<double> odds(cost);
+    odds[mover] = 0;
+    for (double &o : odds) o *= o;
+    const size_t target = std::discrete_distribution<size_t>(odds.begin(), odds.end())(random);
+    const kelp_lsp_pair &near = books->row(split, target);
+    const auto aside = [&](int32_t x) {
+      return x + static_cast<int32_t>(random() % 3 - 1) * std::max(x / 12, 8);
+    };
+    books->row(split, mover) = {aside(near.first), aside(near.second)};
   }
   books->enforce_rules();
 }

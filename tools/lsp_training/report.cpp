@@ -22,13 +22,13 @@ int main(int argc, char **argv) {
   }
   std::vector<speech_frame> active;
   std::array<size_t, 4> count{};
-  for (const recording &item : read_list(argv[1])) {
-    for (const speech_frame &frame : analyse_recording(item.path)) {
+  for (const auto &frames : analyse_list(read_list(argv[1]))) {
+    for (const speech_frame &frame : frames) {
       count[static_cast<size_t>(frame.kind)]++;
       if (frame.kind == frame_kind::active) active.push_back(frame);
     }
   }
-  const distortion d = measure(active, codebooks());
+  const distortion d = measure(prepare(active), codebooks());
   std::printf("%zu active frames: %.4f dB, %.2f %% above 2 dB, %.3f %% above 4 dB\n", active.size(),
               d.mean_db, 100 * d.above_2db, 100 * d.above_4db);
   std::printf("left out: %zu quiet, %zu without LSPs of their own, %zu overloaded\n", count[1],

@@ -3,7 +3,9 @@
 
 #include "spectrum.h"
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <numbers>
 
 namespace kelp::training {
@@ -11,10 +13,24 @@ namespace {
 
 constexpr double kRadians = std::numbers::pi / 32768;
 constexpr double kDecibel = 10 / std::numbers::ln10;
+constexpr float kDecibelsPerOctave = 3.01029995664F;  // 10 log10(2)
 
 struct bin_table {
   std::array<double, kBins> cosine;
 };
+// Logarithm to base 2 of a positive normal number, good to 1e-5: the inner loop of training.
+float fast_log2(float x) {
+  const auto bits = std::bit_cast<uint32_t>(x);
+  const auto exponent = static_cast<float>(static_cast<int32_t>(bits >> 23) - 127);
+  const float m = std::bit_cast<float>((bits & 0x7FFFFF) | 0x3F800000) - 1;
+  // log2(1 + m): odd series in m / (m + 2).
+  const float t = m / (m + 2);
+  const float t2 = t * t;
+  constexpr float kLog2e = 2.885390081777927F;  // 2 / ln 2
+  return exponent +
+         kLog2e * t * (1 + t2 * (1.F / 3 + t2 * (1.F / 5 + t2 * (1.F / 7 + t2 * (1.F / 9)))));
+}
+
 // Bins in the middles of 128 equal bands.
 const bin_table &bins() {
   static const bin_table table = [] {
@@ -131,9 +147,18 @@ spectrum_db spectrum(const lsp_vector &lsp) {
   return result;
 }
 
-double spectral_distance(const spectrum_db &a, const spectrum_db &b) {
-  double sum = 0;
-  for (size_t i = 0; i < kBins; i++) sum += (a[i] - b[i]) * (a[i] - b[i]);
+double spectral_distance(const std::array<float, kBins> &reference_db, const lsp_vector &lsp) {
+  const auto c = cosines(lsp);
+  std::array<float, kBins> power;
+  for (size_t b = 0; b < kBins; b++) {
+    const half_powers half = powers(c, bins().cosine[b]);
+    power[b] = static_cast<float>(half.p + half.q + 1e-30);
+  }
+  float sum = 0;
+  for (size_t b = 0; b < kBins; b++) {
+    const float difference = reference_db[b] + kDecibelsPerOctave * fast_log2(power[b]);
+    sum += difference * difference;
+  }
   return std::sqrt(sum / kBins);
 }
 

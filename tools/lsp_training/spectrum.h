@@ -25,8 +25,8 @@ std::optional<lsp_vector> analyse(const double *windowed, size_t count);
 // The spectrum 1 / |A|^2 in dB, without gain.
 spectrum_db spectrum(const lsp_vector &lsp);
 
-// Root mean square difference over the bins, dB.
-double spectral_distance(const spectrum_db &a, const spectrum_db &b);
+// Root mean square difference over the bins between a spectrum and that of an LSP set, dB.
+double spectral_distance(const std::array<float, kBins> &reference_db, const lsp_vector &lsp);
 
 // The quadratic form H for which a small step d of the LSPs costs d' H d, in squared dB of spectral
 // distance.

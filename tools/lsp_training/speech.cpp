@@ -15,6 +15,7 @@
 #include "enc/analysis.h"
 #include "enc/lsp_quant.h"
 #include "enc/preprocess.h"
+#include "parallel.h"
 #include "tables/analysis_tables.h"
 
 namespace kelp::training {
@@ -129,6 +130,14 @@ std::vector<recording> read_list(const std::string &path) {
     list.push_back({line.substr(0, tab), tab == std::string::npos ? "" : line.substr(tab + 1)});
   }
   return list;
+}
+
+std::vector<std::vector<speech_frame>> analyse_list(const std::vector<recording> &list) {
+  std::vector<std::vector<speech_frame>> frames(list.size());
+  in_chunks(list.size(), [&](size_t, size_t begin, size_t end) {
+    for (size_t i = begin; i < end; i++) frames[i] = analyse_recording(list[i].path);
+  });
+  return frames;
 }
 
 }  // namespace kelp::training

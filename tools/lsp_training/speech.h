@@ -40,6 +40,9 @@ struct recording {
 };
 std::vector<recording> read_list(const std::string &path);
 
+// Frames of each recording of a list, on all cores.
+std::vector<std::vector<speech_frame>> analyse_list(const std::vector<recording> &list);
+
 }  // namespace kelp::training
 
 #endif  // KELP_TOOLS_LSP_TRAINING_SPEECH_H

@@ -19,6 +19,33 @@
 
 using namespace kelp::training;
 
+namespace {
+
+// Rounds of joint refinement; keeps the best set met on the way and returns its cost.
+double polish(const std::vector<training_frame> &frames, int rounds, codebooks *books) {
+  codebooks best = *books;
+  double best_cube = 1e30;
+  for (int round = 0; round <= rounds; round++) {
+    const codebooks before = *books;
+    const double cube =
+        (round < rounds ? refine(frames, 0.8, books) : measure(frames, *books)).mean_cube;
+    if (cube < best_cube) {
+      best_cube = cube;
+      best = before;
+    }
+  }
+  *books = best;
+  return best_cube;
+}
+
+void print(int round, const distortion &d) {
+  std::printf("round %3d: %.4f dB, %.2f %% above 2 dB, %.3f %% above 4 dB, cube %.4f\n", round,
+              d.mean_db, 100 * d.above_2db, 100 * d.above_4db, d.mean_cube);
+  std::fflush(stdout);
+}
+
+}  // namespace
+
 int main(int argc, char **argv) {
   if (argc < 3 || argc > 4) {
     std::cerr << "usage: lsp_train LIST OUTPUT.cpp [ROUNDS]\n";
@@ -26,8 +53,7 @@ int main(int argc, char **argv) {
   }
   const int rounds = argc > 3 ? std::atoi(argv[3]) : 24;
   std::vector<speech_frame> frames;
-  for (const recording &item : read_list(argv[1])) {
-    const auto all = analyse_recording(item.path);
+  for (const auto &all : analyse_list(read_list(argv[1]))) {
     std::copy_if(all.begin(), all.end(), std::back_inserter(frames),
                  [](const speech_frame &f) { return f.kind == frame_kind::active; });
   }
@@ -38,25 +64,22 @@ int main(int argc, char **argv) {
   }
   std::printf("%zu frames of active speech\n", frames.size());
 
-  constexpr uint64_t kSeed = 1;
-  codebooks books;
-  train_initial(frames, kSeed, &books);
-  codebooks best = books;
-  double best_cube = 1e30;
+  codebooks best;
+  train_initial(frames, 1, &best);
+  const std::vector<training_frame> prepared = prepare(frames);
+  double best_cube = polish(prepared, 3, &best);
   for (int round = 0; round < rounds; round++) {
-    const codebooks before = books;
-    // Rows move house in the first two thirds, every third round.
-    if (round % 3 == 2 && round < rounds * 2 / 3) move_useless_rows(frames, 4, &books);
-    const distortion d = refine(frames, 0.7, &books);
-    if (d.mean_cube < best_cube && round % 3 != 2) {
-      best_cube = d.mean_cube;
-      best = before;
+    codebooks trial = best;
+    const auto split = static_cast<size_t>(round) % kSplits;
+    relocate_rows(prepared, split, 1 + static_cast<size_t>(round % 3), static_cast<uint64_t>(round),
+                  &trial);
+    const double cube = polish(prepared, 2, &trial);
+    if (cube < best_cube) {
+      best_cube = cube;
+      best = trial;
     }
-    std::printf("round %2d: %.4f dB, %.2f %% above 2 dB, %.3f %% above 4 dB, cube %.4f\n", round,
-                d.mean_db, 100 * d.above_2db, 100 * d.above_4db, d.mean_cube);
-    std::fflush(stdout);
+    if (round % 5 == 4) print(round, measure(prepared, best));
   }
-  if (measure(frames, books).mean_cube < best_cube) best = books;
   if (!best.write(argv[2])) {
     std::cerr << argv[2] << ": cannot be written; check the folder and its space\n";
     return 1;
