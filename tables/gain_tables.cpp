@@ -26,9 +26,9 @@ consteval std::array<int32_t, 73> make_gains() {
 }  // namespace
 
 // A computed array cannot initialise a plain one: it is defined under a name of its own, which the
-// public table shares.
+// public table shares. It needs a plain array's alignment too: compilers count on 16 bytes.
 extern "C" {
-extern constexpr std::array<int32_t, 73> kelp_gain_values = make_gains();
+alignas(16) extern constexpr std::array<int32_t, 73> kelp_gain_values = make_gains();
 [[gnu::alias("kelp_gain_values")]] extern const int32_t kelp_tbl_ga[73];
 }
 static_assert(kelp_gain_values[0] == 32768 && kelp_gain_values[6] == 65536);

@@ -36,8 +36,9 @@ const int32_t tbl_idx_lpcorder[10] = {2979,  5958,  8937,  11915, 14984,
 const int16_t tbl_lsp_interp[5][4] = {
     {3, 7, 0, 0}, {5, 0, 0, 0}, {2, 2, 6, 8}, {2, 4, 6, 8}, {2, 4, 6, 8}};
 
+// As in gain_tables.cpp: a computed array under the public name, aligned as a plain one.
 extern "C" {
-extern constexpr auto kelp_bandwidth_values = make_bandwidth_expansion();
+alignas(16) extern constexpr auto kelp_bandwidth_values = make_bandwidth_expansion();
 [[gnu::alias("kelp_bandwidth_values")]] extern const int16_t tbl_lpc_bw_expand[10];
 }
 static_assert(kelp_bandwidth_values[0] == 16192 && kelp_bandwidth_values[9] == 14559);

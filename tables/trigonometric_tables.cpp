@@ -55,13 +55,13 @@ consteval std::array<int32_t, 8193> make_sine_data() {
 }  // namespace
 
 // A computed array cannot initialise a plain one: each is defined under a name of its own, which
-// the public table shares.
+// the public table shares, with the alignment of a plain array, which compilers count on.
 extern "C" {
-extern constexpr auto kelp_lsp_cos_values = make_lsp_cos();
+alignas(16) extern constexpr auto kelp_lsp_cos_values = make_lsp_cos();
 [[gnu::alias("kelp_lsp_cos_values")]] extern const int32_t tbl_lsp_cos[16384];
-extern constexpr auto kelp_cosine_values = make_cosine_data();
+alignas(16) extern constexpr auto kelp_cosine_values = make_cosine_data();
 [[gnu::alias("kelp_cosine_values")]] extern const int32_t tbl_cosine_data[8193];
-extern constexpr auto kelp_sine_values = make_sine_data();
+alignas(16) extern constexpr auto kelp_sine_values = make_sine_data();
 [[gnu::alias("kelp_sine_values")]] extern const int32_t tbl_sine_data[8193];
 }
 static_assert(kelp_lsp_cos_values[0] == 16777216 && kelp_lsp_cos_values[8192] == 0);

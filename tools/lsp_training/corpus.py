@@ -157,7 +157,7 @@ def active_power(samples):
         return 0.0, np.zeros(0, bool)
     mean = power.mean()
     for _ in range(12):
-        active = np.convolve(power > mean / 40, np.ones(11), "same") > 0.5
+        active = np.convolve(power > mean / 40, np.ones(11))[5:-5] > 0.5
         mean = power[active].mean()
     return mean, active
 

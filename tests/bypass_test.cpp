@@ -1,0 +1,50 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// How close the search comes to the speech when nothing is done to please the ear afterwards: a
+// program of its own, whose decoder leaves out the second long-term filter and the postfilter. This
+// definition of kelpd_cmn_dec keeps the library's from being linked.
+
+#include "dec/decoder.h"
+#include "tests/speech.h"
+
+namespace {
+
+struct bare_synthesis {
+  using pitch_rounding = kelp::truncate_each_term;
+  static constexpr int kFirShift = 14;
+  static constexpr bool kSmoothing = false;
+  static constexpr bool kPostfilter = false;
+};
+
+}  // namespace
+
+int32_t kelp::kelpd_cmn_dec(int32_t rate, decoder_state *state,
+                            const subframe_coefficients &coefficients,
+                            const pitch_parameters &pitch, codebook_record *records,
+                            int32_t *output, synthesis_mode mode, int n, int c) {
+  synthesize_subframe<bare_synthesis>(rate, &state->synthesis, coefficients, pitch, records, output,
+                                      mode, n, c);
+  return KELP_OK;
+}
+
+namespace {
+
+using namespace kelp_test;
+
+TEST_F(Speech, SegmentalSnrOfTheSearch) {
+  for (const auto &[divisor, least] : {std::pair{1, 14}, {16, 11}}) {  // 24 dB down
+    double sum = 0;
+    for (const recording &source : recordings) {
+      samples pcm = source.pcm;
+      for (int16_t &sample : pcm)
+        sample = static_cast<int16_t>(std::lround(1.0 * sample / divisor));
+      sum += segmental_snr(pcm);
+    }
+    const double mean = sum / static_cast<double>(recordings.size());
+    std::printf("%6.2f dB at 1/%d of the level\n", mean, divisor);
+    EXPECT_GE(mean, least);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,77 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// Whole frames of hard input through handles.
+
+#include <algorithm>
+
+#include "tests/support.h"
+
+using namespace kelp_test;
+
+namespace {
+
+constexpr int kKinds = 10;
+
+// Frame f of hard input: silence, full-scale waves, noise, clicks, bursts.
+frame hard_input(size_t kind, int f, random_numbers *random) {
+  frame pcm;
+  for (int n = 0; n < KELP_FRAME_SAMPLES; n++) {
+    const int t = f * KELP_FRAME_SAMPLES + n;
+    const int noise = random->between(-32768, 32767);
+    const int values[kKinds] = {0,
+                                -32768,
+                                t % 2 ? -32768 : 32767,
+                                t / 20 % 2 ? -32768 : 32767,
+                                noise,
+                                noise < 0 ? -32768 : 32767,
+                                t % 1999 ? 0 : 32767,
+                                t % 57 ? 3 : -32768,
+                                f % 7 < 3 ? noise : noise / 2048,
+                                t * 37 % 65536 - 32768};
+    pcm[static_cast<size_t>(n)] = static_cast<int16_t>(values[kind]);
+  }
+  return pcm;
+}
+
+TEST(Encoder, HardInput) {
+  for (size_t kind = 0; kind < kKinds; kind++) {
+    random_numbers random(36);
+    encoder encoder, twin;
+    decoder decoder;
+    for (int f = 0; f < 120; f++) {
+      const frame pcm = hard_input(kind, f, &random);
+      const packet bytes = encoder.encode(pcm.data());
+      ASSERT_TRUE(bytes[0] == 4 || (f > 0 && (bytes[0] == 3 || bytes[0] == 1)));
+      ASSERT_TRUE(kind > 0 || f < 60 || bytes[0] == 1);  // silence settles
+      ASSERT_EQ(std::ssize(bytes), kelp_packet_bytes(bytes[0]));
+      ASSERT_TRUE(encoder.info.consumed == 1 && encoder.info.calls == static_cast<uint64_t>(f) + 1);
+      ASSERT_EQ(bytes, twin.encode(pcm.data()));
+      decoder.decode(bytes);
+    }
+  }
+}
+
+TEST(Encoder, ShortBuffersAreOverrunByOneByteAtMost) {
+  for (int32_t capacity = 1; capacity <= 40; capacity++) {
+    encoder encoder, whole;
+    random_numbers random(37);
+    for (int f = 0; f < 40; f++) {
+      const frame pcm = hard_input(8, f, &random);
+      packet bytes(48, 0xEE);
+      kelp_pcm_frame in = {};
+      in.samples[0] = const_cast<int16_t *>(pcm.data());
+      kelp_packet_desc out = {bytes.data(), 0, capacity};
+      kelp_frame_info info = {};
+      ASSERT_EQ(kelpe_encode(encoder.handle, &in, &out, &info), KELP_OK);
+      ASSERT_EQ(std::count(bytes.begin() + capacity + 1, bytes.end(), 0xEE), 47 - capacity);
+      ASSERT_LE(info.produced, capacity + 1);
+      if (capacity < KELP_MAX_PACKET_BYTES) continue;
+      packet expected = whole.encode(pcm.data());
+      expected.resize(static_cast<size_t>(capacity));  // cleared behind the packet
+      ASSERT_TRUE(std::equal(expected.begin(), expected.end(), bytes.begin()));
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,189 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <algorithm>
+
+#include "format/unpack.h"
+#include "tests/support.h"
+
+using namespace kelp_test;
+using kelp::payload_codes;
+using kelp::payload_field;
+
+namespace {
+
+kelp::kelpd_frame_params unpack(packet bytes, size_t size = 99) {
+  bytes.resize(std::min(bytes.size(), size));
+  kcmn_bsr_state reader;
+  kcmn_bsr_init(&reader, bytes.data(), static_cast<int32_t>(bytes.size()), nullptr);
+  kelp::kelpd_frame_params params = {};
+  EXPECT_EQ(kelp::kelpd_unpack(&reader, &params), 0);
+  return params;
+}
+
+bool operator==(const payload_codes &a, const payload_codes &b) {
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+size_t packet_size(int32_t rate) {
+  return static_cast<size_t>(kelp_packet_bytes(static_cast<uint8_t>(rate)));
+}
+
+// Calls visit(code, width) for every code that a rate carries, in the order of the record.
+template <typename Visit>
+void for_each_code(int32_t rate, payload_codes *codes, Visit visit) {
+  if (rate == KELP_RATE_EIGHTH) {
+    for (uint32_t &bit : codes->lsp_bit) visit(bit, 1);
+    visit(codes->cb_gain[0], 2);
+    return;
+  }
+  constexpr int kIndexBits[5] = {6, 7, 7, 6, 6};
+  for (int i = 0; i < 5; i++) visit(codes->lsp_idx[i], kIndexBits[i]);
+  const int gains = kelp_tbl_cb_sf[rate];
+  const bool speech = rate > KELP_RATE_QUARTER;
+  for (int k = 0; speech && k < 4; k++) visit(codes->pitch_lag[k], 7);
+  for (int k = 0; speech && k < 4; k++) visit(codes->pitch_frac[k], 1);
+  for (int k = 0; speech && k < 4; k++) visit(codes->pitch_gain[k], 3);
+  for (int k = 0; speech && k < gains; k++) visit(codes->cb_idx[k], 7);
+  for (int k = 0; k < gains; k++) visit(codes->cb_gain[k], gains == 16 && k % 4 == 3 ? 3 : 4);
+  for (int k = 0; speech && k < gains; k++) visit(codes->cb_sign[k], 1);
+}
+
+payload_codes random_codes(random_numbers *random, int32_t rate) {
+  payload_codes codes = {};
+  for_each_code(rate, &codes, [&](uint32_t &code, int bits) { code = random->below(1u << bits); });
+  return codes;
+}
+
+// Where every bit of every code stands. The bits of a rate's codes are numbered from 1, in the
+// record's order and from bit 0 up within a code; packet j has a bit set where bit j of its number
+// is, so that together the packets tell each bit's place.
+TEST(Format, PlaceOfEveryBit) {
+  const std::vector<std::string> packets_of_rate[5] = {
+      {},
+      {"01525100", "01314500", "01074200", "01003700"},
+      {"0255555555555514", "0266666666666618", "0278787878787820", "027f807f807f8000",
+       "0280007fff80003c", "0200008000ffff3c"},
+      {"0355555555aeada95555146bab2a555450", "036666666633363266665b6d3233666660",
+       "037878787847c0c387479f91c243877970", "037f807f80fc00fc07b85fe1037ce78180",
+       "0380007fff840000783fe2fffc7f0701f0", "0300008000fff8fc00007f3ffe7f18fff0",
+       "0300000000f80703fffffcfe0180fffff0"},
+      {"0455555555aeada2d5d5aa495257454a954557ead52d5a5aaa952d7454a95555741500",
+       "04666666663336cb6619b4919b999993396867cc96ce649cccd9898666327966671980",
+       "04787878783fc0f4071e381de4e3fefc21618770980877e70f1e493887c27e78792180",
+       "047f807f80bc0008079fc7e207ffff00216ffac0e00f87000fdfb61ef9fc6080413e40",
+       "0480007fffbc00f8781f8700040210fffe6fffff000807f0701f8700fe0180ff9e3f80",
+       "0400008000bff808006080e3fcfe1f1fe161fe7f80700007802038defefdffffdf3f80",
+       "0400000000c007ffffffff1fffffe0ffff6fff807078070780c0381f0101e0e01e0000",
+       "0400000000f8000f8080f8000703e0e03e8e03800f7ff7f7ff3fbfde00fdffffdf3f80",
+       "0400000000000000000000000000000000100000008008080000402000020000200040"}};
+  for (int32_t rate = 1; rate <= 4; rate++) {
+    for (size_t j = 0; j < packets_of_rate[rate].size(); j++) {
+      payload_codes codes = {};
+      uint32_t number = 0;
+      for_each_code(rate, &codes, [&](uint32_t &code, int bits) {
+        for (int b = 0; b < bits; b++) code |= (++number >> j & 1) << b;
+      });
+      packet bytes(packet_size(rate));
+      for (size_t i = 0; i < bytes.size(); i++) {
+        const std::string hex = packets_of_rate[rate][j].substr(2 * i, 2);
+        bytes[i] = static_cast<uint8_t>(std::stoi(hex, nullptr, 16));
+      }
+      EXPECT_TRUE(unpack(bytes).codes == codes) << "rate " << rate << ", packet " << j;
+      EXPECT_EQ(pack(rate, codes), rate == KELP_RATE_QUARTER ? packet{} : bytes);
+    }
+  }
+}
+
+TEST(Format, WhatIsPackedIsUnpacked) {
+  random_numbers random(5);
+  for (int run = 0; run < 3000; run++) {
+    const int32_t rate = std::array{1, 3, 4}[random.below(3)];
+    payload_codes codes = random_codes(&random, rate);
+    payload_codes packing = codes;
+    for (int k = 0; k < kelp_tbl_cb_sf[rate]; k++) {
+      kelp::kelpe_pack_cb(rate, {codes.cb_gain[k], codes.cb_sign[k], codes.cb_idx[k]}, &packing, k);
+      if (codes.cb_sign[k] == 1) codes.cb_idx[k] = (codes.cb_idx[k] + 89) % 128;
+    }
+    const packet bytes = pack(rate, packing);
+    const kelp::kelpd_frame_params params = unpack(bytes);
+    ASSERT_TRUE(params.rate == bytes[0] && params.codes == codes);
+    ASSERT_EQ(params.seed, rate == KELP_RATE_EIGHTH ? bytes[1] * 256u + bytes[2] : 0u);
+  }
+}
+
+TEST(Format, FailedChecksMakeErasures) {
+  for (uint8_t check = 1; check < 16; check++) {
+    EXPECT_EQ(unpack({1, 0, 0, static_cast<uint8_t>(check << 4)}).rate, 14u);
+    EXPECT_EQ(unpack({1, 0, 0, check}).rate, 1u);  // padding is not read
+  }
+  packet bytes(35, 0xFF);
+  for (const int check : {0x40, 0x80, 0xC0}) {
+    bytes[0] = 4;
+    bytes[33] = static_cast<uint8_t>(check | 0x3F);
+    const kelp::kelpd_frame_params params = unpack(bytes);
+    EXPECT_TRUE(params.rate == 14 && params.codes.cb_idx[15] + params.codes.cb_sign[15] == 0);
+  }
+  for (const uint8_t rate : packet{0, 5, 13, 14, 15, 255}) {
+    bytes[0] = rate;
+    EXPECT_TRUE(unpack(bytes).rate == rate && unpack(bytes).codes == payload_codes{}) << int{rate};
+  }
+}
+
+// A piece that a packet breaks off in, and every later one, reads as all ones.
+TEST(Format, ShortPackets) {
+  random_numbers random(6);
+  for (int32_t rate = 1; rate <= 4; rate++) {
+    packet whole(packet_size(rate));
+    for (uint8_t &byte : whole) byte = static_cast<uint8_t>(random.next());
+    whole[0] = static_cast<uint8_t>(rate);
+    if (rate == 1) whole[3] = 0;
+    if (rate == 4) whole[33] &= 0x3F;
+    const payload_codes complete = unpack(whole).codes;
+    for (size_t size = 1; size < whole.size(); size++) {
+      const kelp::kelpd_frame_params params = unpack(whole, size);
+      const bool erased = rate == 1 || (rate == 4 && size < 34);
+      ASSERT_EQ(params.rate, erased ? 14u : whole[0]) << size;
+      size_t end = 8;
+      for (const kelp::payload_piece &piece : kelp::payload_layout(whole[0])) {
+        end += piece.width;
+        if (piece.field == payload_field::check && erased) break;
+        if (piece.field == payload_field::check || piece.field == payload_field::filler) continue;
+        const uint32_t ones = (1u << piece.width) - 1;
+        const uint32_t sent = kelp::payload_word(complete, piece) >> piece.low & ones;
+        ASSERT_EQ(kelp::payload_word(params.codes, piece) >> piece.low & ones,
+                  end <= 8 * size ? sent : ones)
+            << "rate " << rate << ", " << size << " bytes";
+      }
+    }
+  }
+}
+
+TEST(Format, BufferIsClearedAndItsEndKept) {
+  random_numbers random(7);
+  for (int32_t rate = 1; rate <= 4; rate++) {
+    const payload_codes codes = random_codes(&random, rate);
+    const packet whole = pack(rate, codes);
+    EXPECT_EQ(whole.size(), rate == KELP_RATE_QUARTER ? 0 : packet_size(rate));
+    for (size_t capacity = 1; capacity <= 40; capacity++) {
+      packet buffer(48, 0xEE);
+      kcmn_bsw_state writer;
+      kcmn_bsw_init(&writer, buffer.data(), static_cast<int32_t>(capacity), nullptr);
+      uint32_t seed = 0xFFFF;
+      kelp::kelpe_pack(rate, codes, &writer, &seed);
+      packet expected = whole;
+      expected.resize(capacity);  // cut off, or followed by zeros
+      expected.resize(48, 0xEE);
+      if (capacity < whole.size()) expected[capacity] = buffer[capacity];  // one byte is at risk
+      ASSERT_EQ(buffer, expected) << capacity;
+      ASSERT_LE(writer.cur - writer.start, static_cast<ptrdiff_t>(capacity) + 1);
+      // The seed is the packet's: its fillers are 0, and bytes beyond the buffer count as 0.
+      ASSERT_EQ(seed, rate != 1
+                          ? 0xFFFFu
+                          : (capacity > 1 ? whole[1] * 256u : 0) + (capacity > 2 ? whole[2] : 0));
+      ASSERT_TRUE(rate != 1 || (seed & 0x8888) == 0);
+    }
+  }
+}
+
+}  // namespace

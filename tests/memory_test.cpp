@@ -1,0 +1,111 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the library takes from malloc and gives back to free: the linker hands both to this file
+// (--wrap). A program of its own, in which nothing has called kelp_init before.
+
+#include <vector>
+
+#include "tests/support.h"
+
+static std::vector<size_t> requests;
+static std::vector<void *> live;
+static size_t fail_at = SIZE_MAX;  // number of the request that fails
+
+extern "C" {
+void *__real_malloc(size_t size);
+void __real_free(void *block);
+
+void *__wrap_malloc(size_t size) {
+  requests.push_back(size);
+  if (requests.size() - 1 == fail_at || size > 1u << 30) return nullptr;
+  live.push_back(__real_malloc(size));
+  return live.back();
+}
+void __wrap_free(void *block) {
+  std::erase(live, block);
+  __real_free(block);
+}
+}
+
+namespace {
+
+using namespace kelp_test;
+
+TEST(BeforeInit, CreateIsRefused) {
+  EXPECT_EQ(kelp_inited, 0u);
+  for (const auto create : {kelpd_create, kelpe_create}) {
+    int32_t err = 0;
+    EXPECT_TRUE(create(&kDefaultConfig, &err) == nullptr && err == KELP_ERR_STATE);
+    EXPECT_EQ(create(&kDefaultConfig, nullptr), nullptr);
+  }
+}
+
+TEST(Memory, HandlesTakeTwoBlocksAndFramesNone) {
+  live.clear();
+  {
+    decoder decoder;
+    EXPECT_EQ(live.size(), 2u);
+    requests.clear();
+    decoder.decode({KELP_RATE_ERASURE});
+    EXPECT_TRUE(requests.empty());
+  }
+  EXPECT_TRUE(live.empty());  // kelpd_delete frees both
+
+  encoder encoder;
+  ASSERT_EQ(live.size(), 2u);
+  requests.clear();
+  encoder.encode(std::array<int16_t, KELP_FRAME_SAMPLES>{}.data());
+  EXPECT_TRUE(requests.empty());
+  void *const work_area = live[1];
+  kelpe_delete(encoder.handle);  // frees the handle block alone
+  encoder.handle = nullptr;
+  ASSERT_EQ(live, std::vector<void *>{work_area});
+  __wrap_free(work_area);
+}
+
+TEST(Memory, FailedAllocationLeavesNothing) {
+  kelp_init();
+  live.clear();
+  const kelp_config refused = {{0, 0, 0}, 1};
+  for (const auto create : {kelpd_create, kelpe_create}) {
+    for (const size_t request : {0u, 1u}) {
+      requests.clear();
+      fail_at = request;
+      int32_t err = 0;
+      EXPECT_TRUE(create(&kDefaultConfig, &err) == nullptr && err == KELP_ERR_NO_MEMORY);
+    }
+    fail_at = SIZE_MAX;
+    EXPECT_EQ(create(&refused, nullptr), nullptr);
+    EXPECT_TRUE(live.empty());
+  }
+  decoder decoder;
+  kelpd_flush(decoder.handle);
+  fail_at = requests.size();
+  EXPECT_EQ(kelpd_ready(decoder.handle), KELP_ERR_NO_MEMORY);
+  fail_at = SIZE_MAX;
+  EXPECT_EQ(kelpd_ready(decoder.handle), KELP_OK);
+}
+
+TEST(Memory, AlignedBlocks) {
+  for (uint32_t size = 0; size < 200; size++) {
+    void *const block = size % 2 ? kcmn_malloc_align32(size) : kcmn_malloc_fast_align32(size);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % 32, 0u);
+    EXPECT_EQ(requests.back(), size + 40);
+    std::memset(block, 0xFF, size);
+    size % 3 ? kcmn_mfree_align32(block) : kcmn_mfree_fast_align32(block);
+  }
+  kcmn_mfree_align32(nullptr);
+  kcmn_mfree_fast_align32(nullptr);
+  // The sum is 32-bit, then widened with its sign.
+  for (const auto &[size, request] : {std::pair{0x7FFFFFDFu, uint64_t{0x80000007}},
+                                      {0x7FFFFFE0u, 0xFFFFFFFF80000008},
+                                      {0x80000000u, 0xFFFFFFFF80000028},
+                                      {0xFFFFFFE0u, 8},
+                                      {0xFFFFFFFFu, 39}}) {
+    EXPECT_EQ(kcmn_malloc_align32(size), nullptr) << size;
+    EXPECT_EQ(requests.back(), request);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,77 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// Tables that a program makes: those of formulas, and the trained codebooks.
+
+#include <algorithm>
+#include <cmath>
+
+#include "tests/support.h"
+
+using namespace kelp_test;
+
+namespace {
+
+TEST(Tables, Gains) {
+  constexpr int32_t kExpected[73] = {
+      32768,    32768,    40960,    49152,    49152,    57344,    65536,    73728,     81920,
+      90112,    106496,   114688,   131072,   147456,   163840,   188416,   204800,    229376,
+      262144,   294912,   327680,   368640,   409600,   466944,   524288,   581632,    655360,
+      737280,   827392,   925696,   1040384,  1163264,  1310720,  1466368,  1646592,   1843200,
+      2072576,  2326528,  2605056,  2924544,  3284992,  3686400,  4136960,  4636672,   5201920,
+      5840896,  6553600,  7356416,  8249344,  9256960,  10387456, 11657216, 13074432,  14671872,
+      16465920, 18472960, 20725760, 23257088, 26091520, 29270016, 32841728, 36855808,  41353216,
+      46399488, 52060160, 58408960, 65536000, 73531392, 82501632, 92569600, 103866368, 116539392,
+      130760704};
+  for (int k = 0; k < 73; k++) EXPECT_EQ(kelp_tbl_ga[k], kExpected[k]) << k;
+}
+
+TEST(Tables, BandwidthExpansion) {
+  constexpr int16_t kExpected[10] = {16192, 16002, 15814, 15628, 15444,
+                                     15263, 15084, 14907, 14732, 14559};
+  EXPECT_TRUE(std::equal(kExpected, kExpected + 10, tbl_lpc_bw_expand));
+}
+
+TEST(Tables, SinesAndCosinesAreCorrectlyRounded) {
+  const long double pi = std::acos(-1.0L);
+  for (int i = 0; i <= 16384; i++) {
+    const auto cosine = std::lround(16777216 * std::cos(pi * i / 16384));
+    ASSERT_TRUE(i == 16384 || tbl_lsp_cos[i] == cosine) << i;
+    ASSERT_TRUE(i % 2 == 1 || tbl_cosine_data[i / 2] == cosine) << i;
+  }
+  for (int i = 0; i <= 8192; i++) {
+    ASSERT_EQ(tbl_sine_data[i], std::lround(16777216 * std::sin(pi * i / 8192))) << i;
+  }
+}
+
+// The fixed rows (the first four and the last) and the range of every step.
+TEST(Tables, LspCodebooks) {
+  const struct {
+    const kelp_lsp_pair *pairs;
+    int size;
+    int32_t smallest, largest;
+    int32_t fixed[10];
+  } codebooks[5] = {
+      {kelp_tbl_lspvq0, 64, 128, 6269, {1072, 387, 3011, 364, 1399, 1442, 4348, 606, 4928, 2749}},
+      {kelp_tbl_lspvq1, 128, 298, 10863, {836, 960, 2962, 718, 495, 3968, 4742, 1632, 3949, 6078}},
+      {kelp_tbl_lspvq2, 128, 367, 11135, {836, 927, 4247, 1163, 1779, 1124, 6793, 898, 8126, 3863}},
+      {kelp_tbl_lspvq3, 64, 564, 9509, {1140, 1019, 2661, 3752, 1809, 1511, 5983, 862, 7219, 4283}},
+      {kelp_tbl_lspvq4, 64, 452, 9876, {1180, 727, 2687, 3595, 1969, 1045, 5426, 649, 6980, 3568}}};
+  for (int m = 0; m < 5; m++) {
+    const auto &book = codebooks[m];
+    EXPECT_EQ(kelp_tbl_vq_lsp[m], book.pairs);
+    int32_t smallest = kMax32, largest = 0;
+    for (int j = 0; j < book.size; j++) {
+      smallest = std::min({smallest, book.pairs[j].first, book.pairs[j].second});
+      largest = std::max({largest, book.pairs[j].first, book.pairs[j].second});
+    }
+    EXPECT_TRUE(smallest == book.smallest && largest == book.largest) << m;
+    for (int i = 0; i < 5; i++) {
+      const kelp_lsp_pair &pair = book.pairs[i < 4 ? i : book.size - 1];
+      EXPECT_TRUE(pair.first == book.fixed[2 * i] && pair.second == book.fixed[2 * i + 1])
+          << m << i;
+    }
+  }
+}
+
+}  // namespace
