@@ -35,10 +35,9 @@ constexpr int32_t mul_32_16(int32_t a, int16_t b) {
   return wrap_add((b * low_part(a)) >> 14, wrap_mul(high_part(a) * b, 2));
 }
 
-// Left shifts that normalise x, 0 for 0.
+// Left shifts that normalise x: 0 for 0, 31 for -1.
 constexpr int16_t norm_32(int32_t x) {
   if (x == 0) return 0;
-  if (x == -1) return 31;
   return static_cast<int16_t>(std::countl_zero(static_cast<uint32_t>(x ^ (x >> 31))) - 1);
 }
 constexpr int16_t norm_16(int16_t x) {
