@@ -24,8 +24,8 @@ install_packages sox libsox-fmt-all sndfile-programs python3-numpy python3-scipy
 # that the codebooks are to learn.
 packages=(
   asterisk-core-sounds-{en,es,fr,it,ru}-wav asterisk-prompt-it-menardi-wav
-  codec2-examples fillets-ng-data-{cs,nl} gcin-voice hedgewars-data klettres-data ktuberling-data
-  pocketsphinx-testdata tuxpaint-stamps-default
+  codec2-examples festvox-ru fillets-ng-data-{cs,nl} gcin-voice hedgewars-data klettres-data
+  ktuberling-data pocketsphinx-testdata tuxpaint-stamps-default
 )
 
 echo "== Packages"
@@ -48,6 +48,10 @@ for name in "${packages[@]}"; do
   fi
   have+=("$name")
 done
+if [ ${#have[@]} -eq 0 ]; then
+  echo "corpus.sh: no recordings to be had; run apt-get update first" >&2
+  exit 1
+fi
 
 echo "== Recordings"
 # Not whichever python3 comes first: Debian's has the modules installed above.
