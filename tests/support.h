@@ -46,8 +46,7 @@ class random_numbers {
   }
   uint32_t below(uint32_t limit) { return next() % limit; }
   int32_t between(int32_t low, int32_t high) {
-    const auto first = static_cast<uint32_t>(low);
-    return static_cast<int32_t>(first + below(static_cast<uint32_t>(high) - first + 1));
+    return static_cast<int32_t>(u32(low) + below(u32(high) - u32(low) + 1));
   }
 
  private:
@@ -68,8 +67,8 @@ class decoder {
 
   frame decode(packet bytes) {
     constexpr int16_t kGuard = 0x5A5A;
-    int16_t pcm[KELP_FRAME_SAMPLES + 2];
-    for (int16_t &sample : pcm) sample = kGuard;
+    int16_t pcm[KELP_FRAME_SAMPLES + 2] = {kGuard};
+    pcm[KELP_FRAME_SAMPLES + 1] = kGuard;
     kelp_packet_desc in = {bytes.data(), 0, static_cast<int32_t>(bytes.size())};
     kelp_pcm_frame out = {};
     out.samples[0] = pcm + 1;
@@ -157,23 +156,11 @@ inline packet quarter_packet(const std::array<uint32_t, 5> &gains,
   packet bytes(8);
   kcmn_bsw_state writer;
   kcmn_bsw_init(&writer, bytes.data(), 8, nullptr);
-  const uint32_t fields[][2] = {{KELP_RATE_QUARTER, 8},
-                                {lsp[2], 3},
-                                {lsp[1], 7},
-                                {lsp[0], 6},
-                                {lsp[4], 6},
-                                {lsp[3], 6},
-                                {lsp[2] >> 3, 4},
-                                {gains[3], 4},
-                                {gains[2], 4},
-                                {gains[1], 4},
-                                {gains[0], 4},
-                                {3, 2},
-                                {gains[4], 4},
-                                {0, 2}};
-  for (const auto &[value, bits] : fields) {
-    kcmn_bsw_write(&writer, value, static_cast<int32_t>(bits));
-  }
+  const uint32_t fields[] = {KELP_RATE_QUARTER, lsp[2],   lsp[1],   lsp[0],   lsp[4],   lsp[3],
+                             lsp[2] >> 3,       gains[3], gains[2], gains[1], gains[0], 3,
+                             gains[4],          0};
+  constexpr int32_t kBits[] = {8, 3, 7, 6, 6, 6, 4, 4, 4, 4, 4, 2, 4, 2};
+  for (size_t i = 0; i < std::size(kBits); i++) kcmn_bsw_write(&writer, fields[i], kBits[i]);
   return bytes;
 }
 

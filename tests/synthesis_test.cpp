@@ -45,8 +45,9 @@ TEST(Filters, TenthOrder) {
 }
 
 // Ten samples of response to one sample `delay` steps back, through a lag of 40 at gain 1.0.
+using response = std::vector<int32_t>;
 template <typename Rounding>
-std::vector<int32_t> pitch_response(int32_t sample, int delay, int32_t fraction) {
+response pitch_response(int32_t sample, int delay, int32_t fraction) {
   int32_t x[kMaxSubframe] = {}, history[kPitchHistory] = {};
   history[delay - 1] = sample;
   pitch_scratch scratch;
@@ -57,68 +58,25 @@ std::vector<int32_t> pitch_response(int32_t sample, int delay, int32_t fraction)
 TEST(Filters, PitchFractions) {
   constexpr auto decoder = pitch_response<truncate_each_term>;
   constexpr auto encoder = pitch_response<truncate_sum>;
-  using response = std::vector<int32_t>;
-  const response zeros(10);
   // A sample of 1.0 meets the taps one after another.
-  EXPECT_EQ(decoder(16384, 37, 2),
-            (response{-111, 675, -2350, 9647, 9647, -2350, 675, -111, 0, 0}));
+  const response taps = {-111, 675, -2350, 9647, 9647, -2350, 675, -111, 0, 0};
+  EXPECT_TRUE(decoder(16384, 37, 2) == taps && encoder(16384, 37, 2) == taps);
   EXPECT_EQ(decoder(16384, 36, -1), (response{87, -111, 675, -2350, 9647, 9647, -2350, 675, 0, 0}));
-  EXPECT_EQ(encoder(16384, 37, 2), decoder(16384, 37, 2));
   // The decoder floors each term, the encoder cuts the sum towards zero.
   EXPECT_EQ(decoder(-1, 37, 2), (response{0, -1, 0, -1, -1, 0, -1, 0, 0, 0}));
-  EXPECT_EQ(encoder(-1, 37, 2), zeros);
+  EXPECT_EQ(encoder(-1, 37, 2), response(10));
   // Whole lags go in steps of 16384.
-  EXPECT_EQ(decoder(8191, 40, 0), zeros);
+  EXPECT_EQ(decoder(8191, 40, 0), response(10));
   EXPECT_TRUE(decoder(8192, 40, 0)[0] == 16384 && decoder(24575, 40, 0)[0] == 16384);
   EXPECT_TRUE(encoder(-8193, 40, 0)[0] == -16384 && encoder(-8192, 40, 0)[0] == 0);
 }
 
-TEST(Filters, PitchLagShorterThanTheSubframe) {
-  int32_t x[40] = {5 << 14}, y[40], history[kPitchHistory] = {};
-  history[kPitchHistory - 1] = 1;
-  pitch_scratch scratch;
-  filter_pole_1_tap_interp<truncate_each_term>(x, 17, 4, 0, history, 40, true, scratch, y);
-  for (int k = 0; k < 40; k++) {  // half of each repetition, rounded up to whole steps
-    EXPECT_EQ(y[k], (k == 0 ? 5 : k == 17 ? 3 : k == 34 ? 2 : 0) << 14) << k;
-    EXPECT_EQ(history[39 - k], y[k]);
-  }
-  EXPECT_EQ(std::count(history + 40, history + kPitchHistory, 0), kPitchHistory - 40);
-  filter_pole_1_tap_interp<truncate_each_term>(x, 30, 0, 2, history, 40, false, scratch, y);
-  EXPECT_TRUE(std::equal(x, x + 40, y));  // gain 0 passes the input
-}
-
-TEST(Filters, FirAndBrightening) {
-  fir_filter<3> fir = {{}, {1 << 14, -8192, 3}};
-  const int32_t x[4] = {1, 0, -2, 0};
-  const int32_t expected[4] = {16384, -8192, 3 - 32768, 16384};
-  const int32_t coefficient_q14 = -4915;
-  int32_t scratch[6], y[4], memory = 16384;
-  for (const bool update : {false, true}) {  // the first leaves no trace
-    filter_fir_linear(x, scratch, y, 4, &fir, 14, update);
-    EXPECT_TRUE(std::equal(y, y + 4, expected));
-    kelpd_filter_pole_bright(x, &memory, &coefficient_q14, 2, update, y);
-    EXPECT_TRUE(y[0] == -4914 && y[1] == 1474);
-  }
-  EXPECT_TRUE(fir.memory[0] == 0 && fir.memory[1] == -32768 && memory == 1474);
-}
-
 TEST(Synthesis, IntegerSquareRoot) {
-  random_numbers random(12);
-  for (int i = 0; i < 20000; i++) {
-    const uint64_t wide = uint64_t{random.next()} << 32 | random.next();
-    const auto x = static_cast<int64_t>(wide >> (1 + random.below(63)));
-    const long double root = std::floor(std::sqrt(static_cast<long double>(x)));
-    ASSERT_EQ(integer_sqrt(x), static_cast<int32_t>(std::min(root, 65535.0L))) << x;
+  for (int64_t root = 0; root <= 65535; root++) {
+    ASSERT_EQ(integer_sqrt(root * root), root);
+    ASSERT_EQ(integer_sqrt(root * root + 2 * root), root);
   }
-  for (const auto &[x, root] : {std::pair{int64_t{0}, 0},
-                                {65535, 255},
-                                {65536, 256},
-                                {-1, 0},
-                                {0xFFFFFFFF, 65535},
-                                {0x100000000, 65535},
-                                {INT64_MIN, 0}}) {
-    EXPECT_EQ(integer_sqrt(x), root) << x;
-  }
+  EXPECT_TRUE(integer_sqrt(INT64_MAX) == 65535 && integer_sqrt(INT64_MIN) == 0);
 }
 
 TEST(Synthesis, Excitation) {
@@ -149,41 +107,16 @@ TEST(Synthesis, Excitation) {
   EXPECT_EQ(fir.memory[0], static_cast<int16_t>(seed) * 16384);
 }
 
-TEST(Synthesis, SilenceAndSmoothingGain) {
+TEST(Synthesis, SmoothingGain) {
   decoder decoder;
   auto &synthesis = decoder.state().synthesis;
   int32_t output[40];
-  for (const int32_t rate : {1, 2, 3, 4}) {
-    codebook_record records[4] = {{0, 0, 0, 5, 100}};
-    std::fill_n(output, 40, 1);
-    EXPECT_EQ(kelpd_cmn_dec(rate, &decoder.state(), {}, {50, 2, 8}, records, output,
-                            synthesis_mode::normal, 40, rate == 2 ? 2 : 1),
-              KELP_OK);
-    EXPECT_EQ(std::count(output, output + 40, 0), 40);
-    EXPECT_EQ(records[0].seed == 100, rate > 2);  // noise goes on in silence
-    EXPECT_EQ(synthesis.control_gain_q14, 16384);
-  }
   for (const auto &[gain, smoothing] : {std::pair{16, 4}, {9, 4}, {8, 4}, {5, 2}, {0, 0}}) {
     codebook_record record = {};
     kelpd_cmn_dec(4, &decoder.state(), {}, {60, 0, static_cast<int16_t>(gain)}, &record, output,
                   synthesis_mode::normal, 40, 1);
     EXPECT_EQ(synthesis.smoothing.gain_q3, smoothing);
     EXPECT_TRUE(synthesis.pitch.gain_q3 == gain && synthesis.smoothing.lag == 60);
-  }
-}
-
-// Through flat filters a subframe keeps its level: smoothing and gain control restore it.
-TEST(Synthesis, LevelIsRestored) {
-  decoder decoder;
-  random_numbers random(13);
-  for (int run = 0; run < 100; run++) {
-    int32_t output[40];
-    codebook_record record = {1 << 20, 0, 0, random.between(0, 127), 0};
-    kelpd_cmn_dec(4, &decoder.state(), {}, {random.between(17, 143), run % 2 * 2, 5}, &record,
-                  output, synthesis_mode::normal, 40, 1);
-    const auto before = static_cast<double>(energy(decoder.state().synthesis.pitch.history, 40, 0));
-    const auto after = static_cast<double>(energy(output, 40, 0));
-    EXPECT_NEAR(10 * std::log10(after / before), 0, run < 60 ? 20 : 2) << run;  // once settled
   }
 }
 

@@ -41,7 +41,7 @@ HELD_OUT_FROM = {"hedgewars-data", "klettres-data", "ktuberling-data", "tuxpaint
 
 # Of codec2-examples, the speech: no modem signals, nothing named as a codec's output, no repeats.
 CODEC2 = (
-    r"(wav/(big_dog|david4|forig|hts1a|hts2a|mmt1|morig|ve9qrp|vk2tpm_004|vk5qi)\.wav"
+    r"(wav/(big_dog|forig|hts1a|hts2a|mmt1|morig|ve9qrp|vk5qi)\.wav"
     r"|raw/(g3plx|kristoff)\.raw|raw/speech_orig_16k\.wav)$"
 )
 # Of tuxpaint-stamps-default, the spoken descriptions, and the numbers and letters of which the
@@ -299,7 +299,7 @@ def join(pieces):
 
 
 def voices_of(recordings, prepared, problems):
-    """The stretches of each voice. A sound under two names counts once, as held out if either is."""
+    """The stretches of each voice. A sound under two names counts once, held out if either is."""
     seen = set()
     voices = collections.defaultdict(list)
     by_set = sorted(zip(recordings, prepared), key=lambda pair: pair[0].set)
@@ -360,7 +360,8 @@ def table(kind, written):
             f"  {name:30} {minutes:6.1f} min {count:5} files  {licences[name]:16}  "
             + " ".join(sorted(languages))
         )
-    lines.append(f"  {'total':30} {total[0]:6.1f} min {total[1]:5} files  {len(total[2])} languages")
+    minutes, count, languages = total
+    lines.append(f"  {'total':30} {minutes:6.1f} min {count:5} files  {len(languages)} languages")
     lines.append("  " + ", ".join(f"{name} {m:.0f} min" for name, m in sorted(minutes_of.items())))
     return lines
 
