@@ -3,8 +3,9 @@
 //
 // The decoder's handle: creation, checks on every call, deletion.
 
-#include <cstring>
+#include <algorithm>
 
+#include "common/handle.h"
 #include "dec/decoder.h"
 #include "dec/decoder_state.h"
 #include "kelp.h"
@@ -17,28 +18,17 @@ namespace {
 constexpr int16_t kBrightening_q14 = -4915;  // -0.3
 
 decoder_handle *as_decoder(void *handle) {
-  auto *const decoder = static_cast<decoder_handle *>(handle);
-  return decoder != nullptr && decoder->tag == kelp::kDecoderTag ? decoder : nullptr;
+  return kelp::checked_handle<decoder_handle>(handle, kelp::kDecoderTag);
 }
 
 void set_operations(decoder_handle *decoder) {
   decoder->ops = {kelpd_ready, kelpd_flush, kelp::kelpd_dec, nullptr};
 }
 
-void clear_operations(decoder_handle *decoder) {
-  decoder->ops.prepare = nullptr;
-  decoder->ops.release = nullptr;
-  decoder->ops.process = nullptr;
-}
-
-void report(int32_t *err, int32_t code) {
-  if (err != nullptr) *err = code;
-}
-
 // Frees a handle, with its work area when its operations are in place.
 void discard(decoder_handle *decoder) {
   if (decoder->ops.release != nullptr) decoder->ops.release(decoder);
-  clear_operations(decoder);
+  kelp::clear_operations(&decoder->ops);
   kcmn_mfree_align32(decoder);
 }
 
@@ -57,28 +47,27 @@ void kelp::kelp_filter_init_dec(decoder_state *state) {
 
 void *kelpd_create(const kelp_config *config, int32_t *err) {
   if (kelp_inited == 0) {
-    report(err, KELP_ERR_STATE);
+    kelp::report(err, KELP_ERR_STATE);
     return nullptr;
   }
-  auto *const decoder = static_cast<decoder_handle *>(kcmn_malloc_align32(sizeof(decoder_handle)));
+  auto *const decoder = kelp::new_record<decoder_handle>();
   if (decoder == nullptr) {
-    report(err, KELP_ERR_NO_MEMORY);
+    kelp::report(err, KELP_ERR_NO_MEMORY);
     return nullptr;
   }
-  std::memset(decoder, 0, sizeof *decoder);
   decoder->config = *config;
   if (config->option != 0) {
     discard(decoder);
-    report(err, KELP_ERR_CONFIG);
+    kelp::report(err, KELP_ERR_CONFIG);
     return nullptr;
   }
   set_operations(decoder);
   if (kelpd_ready(decoder) != KELP_OK) {
     discard(decoder);
-    report(err, KELP_ERR_NO_MEMORY);
+    kelp::report(err, KELP_ERR_NO_MEMORY);
     return nullptr;
   }
-  report(err, KELP_OK);
+  kelp::report(err, KELP_OK);
   decoder->self = decoder;
   decoder->tag = kelp::kDecoderTag;
   kelp::kelp_filter_init_dec(&decoder->state);
@@ -100,10 +89,9 @@ void kelpd_delete(void *handle) {
 }
 
 int32_t kelpd_ready(void *handle) {
-  void *const scratch = kcmn_malloc_align32(sizeof(decoder_scratch));
+  auto *const scratch = kelp::new_record<decoder_scratch>();
   if (scratch == nullptr) return KELP_ERR_NO_MEMORY;
-  std::memset(scratch, 0, sizeof(decoder_scratch));
-  static_cast<decoder_handle *>(handle)->scratch = static_cast<decoder_scratch *>(scratch);
+  static_cast<decoder_handle *>(handle)->scratch = scratch;
   return KELP_OK;
 }
 
@@ -119,5 +107,5 @@ int32_t kelpd_platform_init(void *handle) {
 }
 
 void kelpd_platform_deinit(void *handle) {
-  clear_operations(static_cast<decoder_handle *>(handle));
+  kelp::clear_operations(&static_cast<decoder_handle *>(handle)->ops);
 }

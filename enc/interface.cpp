@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "common/handle.h"
 #include "enc/encoder.h"
 #include "enc/encoder_state.h"
 #include "kelp.h"
@@ -55,44 +56,32 @@ void set_starting_values(encoder_state *state) {
 }
 
 encoder_handle *as_encoder(void *handle) {
-  auto *const encoder = static_cast<encoder_handle *>(handle);
-  return encoder != nullptr && encoder->tag == kelp::kEncoderTag ? encoder : nullptr;
+  return kelp::checked_handle<encoder_handle>(handle, kelp::kEncoderTag);
 }
 
 void set_operations(encoder_handle *encoder) {
   encoder->ops = {kelpe_ready, kelpe_flush, kelp::kelpe_enc, nullptr};
 }
 
-void clear_operations(encoder_handle *encoder) {
-  encoder->ops.prepare = nullptr;
-  encoder->ops.release = nullptr;
-  encoder->ops.process = nullptr;
-}
-
-void report(int32_t *err, int32_t code) {
-  if (err != nullptr) *err = code;
-}
-
 }  // namespace
 
 void *kelpe_create(const kelp_config *config, int32_t *err) {
   if (kelp_inited == 0) {
-    report(err, KELP_ERR_STATE);
+    kelp::report(err, KELP_ERR_STATE);
     return nullptr;
   }
-  auto *const encoder = static_cast<encoder_handle *>(kcmn_malloc_align32(sizeof(encoder_handle)));
+  auto *const encoder = kelp::new_record<encoder_handle>();
   if (encoder == nullptr) {
-    report(err, KELP_ERR_NO_MEMORY);
+    kelp::report(err, KELP_ERR_NO_MEMORY);
     return nullptr;
   }
-  std::memset(encoder, 0, sizeof *encoder);
   encoder->config = *config;
   int32_t code = KELP_ERR_CONFIG;
   if (config->option == 0) {
     set_operations(encoder);
     code = kelpe_ready(encoder);
   }
-  report(err, code);
+  kelp::report(err, code);
   if (code != KELP_OK) {
     kcmn_mfree_align32(encoder);
     return nullptr;
@@ -115,16 +104,15 @@ void kelpe_delete(void *handle) {
   encoder_handle *const encoder = as_encoder(handle);
   if (encoder == nullptr) return;
   // The work area is not freed here: releasing it is the host's call, kelpe_flush.
-  clear_operations(encoder);
+  kelp::clear_operations(&encoder->ops);
   kcmn_mfree_align32(encoder);
 }
 
 int32_t kelpe_ready(void *handle) {
-  void *const frame = kcmn_malloc_align32(sizeof(encoder_frame));
+  auto *const frame = kelp::new_record<encoder_frame>();
   if (frame == nullptr) return KELP_ERR_NO_MEMORY;
-  std::memset(frame, 0, sizeof(encoder_frame));
   auto *const encoder = static_cast<encoder_handle *>(handle);
-  encoder->frame = static_cast<encoder_frame *>(frame);
+  encoder->frame = frame;
   set_starting_values(&encoder->state);
   return KELP_OK;
 }
@@ -141,5 +129,5 @@ int32_t kelpe_platform_init(void *handle) {
 }
 
 void kelpe_platform_deinit(void *handle) {
-  clear_operations(static_cast<encoder_handle *>(handle));
+  kelp::clear_operations(&static_cast<encoder_handle *>(handle)->ops);
 }
