@@ -53,8 +53,10 @@ TUXPAINT = (
 # What a path must match to be speech, the licence, and the language where the path names none. The
 # groups "lang" and "voice" tell voices apart.
 Source = collections.namedtuple("Source", "package pattern licence language")
-PROMPTS = r"/sounds/[^/]+/(?!silence/).*\.wav$"
-FISH = r"/(?!sp-shout)(?P<voice>[^/-]+-[mv]-)?[^/]*\.ogg$"
+TONES = "silence/|beep|(a|de)scending-2tone|confbridge-(join|leave)\\.|tt-monkeys\\."
+PROMPTS = rf"/sounds/[^/]+/(?!{TONES}).*\.wav$"
+# The two fish; the other characters' voices are altered or are no speech.
+FISH = r"/([^/]*[-_])?(?P<voice>[mv])[-_.][^/]*$"
 SOURCES = [
     Source("asterisk-core-sounds-en-wav", PROMPTS, "CC-BY-SA-3.0", "en"),
     Source("asterisk-core-sounds-es-wav", PROMPTS, "CC-BY-SA-3.0", "es"),
@@ -105,14 +107,12 @@ def find_recordings(folder, packages):
                 if not match or os.path.islink(path):
                     continue
                 groups = match.groupdict()
-                language = groups.get("lang") or source.language
-                voice = re.sub(r"^.*-([mv])-$", r"\1", groups.get("voice") or "")
+                language, voice = groups.get("lang") or source.language, groups.get("voice") or ""
                 held = source.package in HELD_OUT_PACKAGES or (
                     source.package in HELD_OUT_FROM and language in HELD_OUT_LANGUAGES
                 )
-                found.append(
-                    Recording(path, source.package, language, voice, "heldout" if held else "train")
-                )
+                kind = "heldout" if held else "train"
+                found.append(Recording(path, source.package, language, voice, kind))
     return found
 
 
@@ -149,13 +149,17 @@ def whole_stretches(samples, rate):
     return stretches
 
 
+RUMBLE_FILTER = signal.butter(4, 70, "highpass", fs=RATE, output="sos")
+
+
 def to_rate(samples, rate):
+    """Samples at 8 kHz, without rumble."""
     if rate == RATE:
-        return samples
+        return signal.sosfilt(RUMBLE_FILTER, samples)
     common = math.gcd(rate, RATE)
     up, down = RATE // common, rate // common
     taps = signal.firwin(80 * max(up, down) + 1, 3800, window=("kaiser", 8), fs=RATE * up)
-    return signal.resample_poly(samples, up, down, window=taps)
+    return signal.sosfilt(RUMBLE_FILTER, signal.resample_poly(samples, up, down, window=taps))
 
 
 def active_power(samples):
@@ -172,18 +176,17 @@ def active_power(samples):
 
 
 def trim(samples):
-    """Without the silence at the ends, faded in and out, at an active level of 0.01."""
-    samples = samples - samples.mean()
+    """The power of the active speech, and the samples without silent ends, faded in and out."""
     mean, active = active_power(samples)
     if mean < 1e-7 or active.sum() < SHORTEST * 50:
-        return None
+        return 0.0, samples[:0]
     frames = np.flatnonzero(active)
     frame = RATE // 50
-    samples = samples[frames[0] * frame : (frames[-1] + 1) * frame] * math.sqrt(0.01 / mean)
+    samples = samples[frames[0] * frame : (frames[-1] + 1) * frame].copy()
     ramp = np.linspace(0, 1, RATE // 200)
     samples[: len(ramp)] *= ramp
     samples[-len(ramp) :] *= ramp[::-1]
-    return samples.astype(np.float32)
+    return mean, samples
 
 
 def prepare(recording):
@@ -201,7 +204,9 @@ def prepare(recording):
     if lost > MOST_CLIPPED * len(samples) / rate:
         return [], digest, 0.0, "clipped all over"
     done = [trim(to_rate(s, rate)) for s in stretches if len(s) >= SHORTEST * rate]
-    done = [s for s in done if s is not None]
+    # All at one level, that of the loudest; what is 15 dB below it is the pause after the speech.
+    power = max((mean for mean, _ in done), default=0.0)
+    done = [(s * math.sqrt(0.01 / power)).astype(np.float32) for mean, s in done if 30 * mean > power]
     return done, digest, lost, "" if done else "too short or silent"
 
 
