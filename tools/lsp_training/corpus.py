@@ -206,8 +206,9 @@ def prepare(recording):
     done = [trim(to_rate(s, rate)) for s in stretches if len(s) >= SHORTEST * rate]
     # All at one level, that of the loudest; what is 15 dB below it is the pause after the speech.
     power = max((mean for mean, _ in done), default=0.0)
-    done = [(s * math.sqrt(0.01 / power)).astype(np.float32) for mean, s in done if 30 * mean > power]
-    return done, digest, lost, "" if done else "too short or silent"
+    kept = [s * math.sqrt(0.01 / power) for mean, s in done if 30 * mean > power]
+    kept = [s.astype(np.float32) for s in kept]
+    return kept, digest, lost, "" if kept else "too short or silent"
 
 
 def gains_to_fir(frequencies, gains_db, taps=257):
