@@ -13,6 +13,10 @@
 
 namespace kelp {
 
+// Whether a decoder of quarter, half or full rate takes these LSPs (Q16): their last one is neither
+// low nor high, and no few of them crowd together.
+bool lsps_usable(uint32_t rate, const int32_t lsp[kLpcOrder]);
+
 // 0 when the LSPs that the five indices describe are usable, KELP_ERR_LSP when not,
 // KELP_ERR_STATE for a rate other than 2, 3 or 4.
 int32_t kelpd_iq_lsp_erasure_check(uint32_t rate, const uint32_t lsp_idx[5]);

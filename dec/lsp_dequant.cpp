@@ -29,19 +29,22 @@ struct usable_lsps {
 
 }  // namespace
 
-int32_t kelpd_iq_lsp_erasure_check(uint32_t rate, const uint32_t lsp_idx[5]) {
+bool lsps_usable(uint32_t rate, const int32_t lsp[kLpcOrder]) {
   constexpr usable_lsps kQuarter = {22939, 31784, 3, 2621};
   constexpr usable_lsps kHalfAndFull = {21628, 32275, 4, 3051};
-  if (rate < KELP_RATE_QUARTER || rate > KELP_RATE_FULL) return KELP_ERR_STATE;
   const usable_lsps &usable = rate == KELP_RATE_QUARTER ? kQuarter : kHalfAndFull;
+  if (lsp[9] < usable.last_min || lsp[9] > usable.last_max) return false;
+  for (int i = 0; i + usable.span < kLpcOrder; i++) {
+    if (std::abs(lsp[i + usable.span] - lsp[i]) < usable.width) return false;
+  }
+  return true;
+}
 
+int32_t kelpd_iq_lsp_erasure_check(uint32_t rate, const uint32_t lsp_idx[5]) {
+  if (rate < KELP_RATE_QUARTER || rate > KELP_RATE_FULL) return KELP_ERR_STATE;
   int32_t lsp[kLpcOrder];
   sum_increments(lsp_idx, lsp);
-  if (lsp[9] < usable.last_min || lsp[9] > usable.last_max) return KELP_ERR_LSP;
-  for (int i = 0; i + usable.span < kLpcOrder; i++) {
-    if (std::abs(lsp[i + usable.span] - lsp[i]) < usable.width) return KELP_ERR_LSP;
-  }
-  return KELP_OK;
+  return lsps_usable(rate, lsp) ? KELP_OK : KELP_ERR_LSP;
 }
 
 int32_t kelpd_iq_lpc(const kelpd_frame_params &params, decoder_state *state,
