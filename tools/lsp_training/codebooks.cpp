@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <fstream>
+#include <limits>
+#include <random>
 
 #include "enc/lsp_quant.h"
 
@@ -22,33 +24,83 @@ step_range codebooks::range(size_t split) {
   return kRange[split];
 }
 
-void codebooks::enforce_rules() {
+int32_t codebooks::largest_second(size_t split, int32_t first, int32_t slack) {
+  const int32_t largest = range(split).largest;
+  return split + 1 == kSplits ? std::min(largest, 8550 + slack - 3 * first / 4) : largest;
+}
+
+void codebooks::scatter(const std::vector<speech_frame> &frames, uint64_t seed) {
+  constexpr int kDraws = 3;
+  std::mt19937_64 random(seed);
   for (size_t s = 0; s < kSplits; s++) {
-    const step_range limits = range(s);
-    // The trained steps nearest to the ends become the ends.
-    int32_t *smallest = nullptr;
-    int32_t *largest = nullptr;
+    std::vector<kelp_lsp_pair> taken;
+    for (size_t r = 0; r < size(s); r++) {
+      if (is_fixed(s, r)) taken.push_back(row(s, r));
+    }
+    const auto gap = [&](const kelp_lsp_pair &pair) {
+      int64_t least = std::numeric_limits<int64_t>::max();
+      for (const kelp_lsp_pair &other : taken) {
+        const int64_t d1 = pair.first - other.first;
+        const int64_t d2 = pair.second - other.second;
+        least = std::min(least, d1 * d1 + d2 * d2);
+      }
+      return least;
+    };
     for (size_t r = 0; r < size(s); r++) {
       if (is_fixed(s, r)) continue;
-      for (int32_t *step : {&rows_[s][r].first, &rows_[s][r].second}) {
-        *step = std::clamp(*step, limits.smallest, limits.largest);
+      kelp_lsp_pair best{};
+      int64_t best_gap = -1;
+      for (int draw = 0; draw < kDraws; draw++) {
+        const auto &lsp = frames[random() % frames.size()].exact;
+        const float below = s == 0 ? 0.F : lsp[2 * s - 1];
+        const kelp_lsp_pair pair = {static_cast<int32_t>(lsp[2 * s] - below),
+                                    static_cast<int32_t>(lsp[2 * s + 1] - lsp[2 * s])};
+        if (gap(pair) > best_gap) {
+          best = pair;
+          best_gap = gap(pair);
+        }
+      }
+      row(s, r) = best;
+      taken.push_back(best);
+    }
+  }
+  enforce_rules(kTrainingSlack);
+}
+
+void codebooks::enforce_rules(int32_t slack) {
+  for (size_t s = 0; s < kSplits; s++) {
+    const step_range limits = range(s);
+    // The trained steps nearest to the ends become the ends: any step the smallest, a first step
+    // the largest, since a set with a wide second step as well is rarely one that decoders take.
+    kelp_lsp_pair *widest = nullptr;
+    int32_t *smallest = nullptr;
+    for (size_t r = 0; r < size(s); r++) {
+      if (is_fixed(s, r)) continue;
+      kelp_lsp_pair &pair = rows_[s][r];
+      if (widest == nullptr || pair.first > widest->first) widest = &pair;
+    }
+    widest->first = limits.largest;
+    for (size_t r = 0; r < size(s); r++) {
+      if (is_fixed(s, r)) continue;
+      kelp_lsp_pair &pair = rows_[s][r];
+      pair.first = std::clamp(pair.first, limits.smallest, limits.largest);
+      pair.second = std::clamp(pair.second, limits.smallest, largest_second(s, pair.first, slack));
+      for (int32_t *step : {&pair.first, &pair.second}) {
         if (smallest == nullptr || *step < *smallest) smallest = step;
-        if (largest == nullptr || *step > *largest) largest = step;
       }
     }
     *smallest = limits.smallest;
-    *largest = limits.largest;
   }
 }
 
-lsp_vector codebooks::quantize(const speech_frame &frame, index_vector *index) const {
+std::array<int32_t, kOrder> codebooks::quantize(const speech_frame &frame,
+                                                index_vector *index) const {
   const kelp_lsp_pair *tables[kSplits];
   for (size_t s = 0; s < kSplits; s++) tables[s] = rows_[s].data();
-  int32_t quantized[kOrder];
-  search_lsp_codebooks(tables, frame.lsp.data(), frame.weight.data(), index->data(), quantized);
-  lsp_vector result{};
-  std::copy_n(quantized, kOrder, result.begin());
-  return result;
+  std::array<int32_t, kOrder> quantized{};
+  search_lsp_codebooks(tables, frame.lsp.data(), frame.weight.data(), index->data(),
+                       quantized.data());
+  return quantized;
 }
 
 bool codebooks::write(const std::string &path) const {

@@ -394,7 +394,8 @@ def main():
         send, _, noise, snr = output.condition
         path = os.path.join(folder, output.set, os.path.basename(output.path))
         background = noise if noise == "clean" else f"{noise}{snr}"
-        lists[output.set].append(f"{path}\t{send} {level:.0f} {background}\n")
+        condition = f"{send} {level:.0f} {background}"
+        lists[output.set].append(f"{path}\t{condition}\t{output.key[0]}\n")
     lines = []
     for kind in TURNS:
         with open(os.path.join(folder, kind + ".list"), "w", encoding="utf-8") as file:

@@ -3,9 +3,7 @@
 
 #include "spectrum.h"
 
-#include <bit>
 #include <cmath>
-#include <cstdint>
 #include <numbers>
 
 namespace kelp::training {
@@ -13,48 +11,16 @@ namespace {
 
 constexpr double kRadians = std::numbers::pi / 32768;
 constexpr double kDecibel = 10 / std::numbers::ln10;
-constexpr float kDecibelsPerOctave = 3.01029995664F;  // 10 log10(2)
 
-struct bin_table {
-  std::array<double, kBins> cosine;
-};
-// Logarithm to base 2 of a positive normal number, good to 1e-5: the inner loop of training.
-float fast_log2(float x) {
-  const auto bits = std::bit_cast<uint32_t>(x);
-  const auto exponent = static_cast<float>(static_cast<int32_t>(bits >> 23) - 127);
-  const float m = std::bit_cast<float>((bits & 0x7FFFFF) | 0x3F800000) - 1;
-  // log2(1 + m): odd series in m / (m + 2).
-  const float t = m / (m + 2);
-  const float t2 = t * t;
-  constexpr float kLog2e = 2.885390081777927F;  // 2 / ln 2
-  return exponent +
-         kLog2e * t * (1 + t2 * (1.F / 3 + t2 * (1.F / 5 + t2 * (1.F / 7 + t2 * (1.F / 9)))));
-}
-
-// Bins in the middles of 128 equal bands.
-const bin_table &bins() {
-  static const bin_table table = [] {
-    bin_table t{};
-    for (size_t b = 0; b < kBins; b++) {
-      t.cosine[b] = std::cos(std::numbers::pi * (static_cast<double>(b) + 0.5) / kBins);
-    }
-    return t;
-  }();
-  return table;
-}
-
-// |P|^2 and |Q|^2 at one frequency: products over even and odd LSPs, and the roots at +-1.
-struct half_powers {
-  double p, q;
-};
-half_powers powers(const std::array<double, kOrder> &cosine, double c) {
+// |A|^2 at the frequency of cosine x: products over even and odd LSPs, and the roots at +-1.
+double power(const std::array<double, kOrder> &cosine, double x) {
   double p = 1;
   double q = 1;
   for (size_t i = 0; i < kOrder; i += 2) {
-    p *= 2 * (c - cosine[i]);
-    q *= 2 * (c - cosine[i + 1]);
+    p *= 2 * (x - cosine[i]);
+    q *= 2 * (x - cosine[i + 1]);
   }
-  return {p * p * (1 + c) / 2, q * q * (1 - c) / 2};  // cos^2(w / 2), sin^2(w / 2)
+  return p * p * (1 + x) / 2 + q * q * (1 - x) / 2 + 1e-30;  // cos^2(w / 2), sin^2(w / 2)
 }
 
 std::array<double, kOrder> cosines(const lsp_vector &lsp) {
@@ -137,50 +103,20 @@ std::optional<lsp_vector> analyse(const double *windowed, size_t count) {
   return lsp;
 }
 
-spectrum_db spectrum(const lsp_vector &lsp) {
-  const auto c = cosines(lsp);
-  spectrum_db result{};
-  for (size_t b = 0; b < kBins; b++) {
-    const half_powers power = powers(c, bins().cosine[b]);
-    result[b] = -kDecibel * std::log(power.p + power.q + 1e-30);
-  }
-  return result;
+double bin_cosine(size_t bin) {
+  return std::cos(std::numbers::pi * (static_cast<double>(bin) + 0.5) / kBins);
 }
 
-double spectral_distance(const std::array<float, kBins> &reference_db, const lsp_vector &lsp) {
-  const auto c = cosines(lsp);
-  std::array<float, kBins> power;
+double spectral_distance(const lsp_vector &one, const lsp_vector &other) {
+  const auto c1 = cosines(one);
+  const auto c2 = cosines(other);
+  double sum = 0;
   for (size_t b = 0; b < kBins; b++) {
-    const half_powers half = powers(c, bins().cosine[b]);
-    power[b] = static_cast<float>(half.p + half.q + 1e-30);
-  }
-  float sum = 0;
-  for (size_t b = 0; b < kBins; b++) {
-    const float difference = reference_db[b] + kDecibelsPerOctave * fast_log2(power[b]);
+    const double x = bin_cosine(b);
+    const double difference = kDecibel * std::log(power(c1, x) / power(c2, x));
     sum += difference * difference;
   }
   return std::sqrt(sum / kBins);
-}
-
-square_matrix distance_hessian(const lsp_vector &lsp) {
-  const auto c = cosines(lsp);
-  square_matrix h{};
-  for (size_t b = 0; b < kBins; b++) {
-    const double x = bins().cosine[b];
-    const half_powers power = powers(c, x);
-    // d log(|P|^2 + |Q|^2) / d lsp_i; an LSP moves only its own polynomial.
-    std::array<double, kOrder> slope{};
-    for (size_t i = 0; i < kOrder; i++) {
-      const double share = (i % 2 == 0 ? power.p : power.q) / (power.p + power.q + 1e-30);
-      const double distance = x - c[i];
-      if (std::abs(distance) < 1e-9) continue;  // the polynomial is zero here, and so is its share
-      slope[i] = kDecibel * share * 2 * std::sin(lsp[i] * kRadians) * kRadians / distance;
-    }
-    for (size_t i = 0; i < kOrder; i++) {
-      for (size_t j = 0; j < kOrder; j++) h[i][j] += slope[i] * slope[j] / kBins;
-    }
-  }
-  return h;
 }
 
 }  // namespace kelp::training

@@ -15,22 +15,16 @@ namespace kelp::training {
 inline constexpr size_t kOrder = 10;
 inline constexpr size_t kBins = 128;  // over 0 to 4 kHz
 using lsp_vector = std::array<double, kOrder>;
-using spectrum_db = std::array<double, kBins>;
-using square_matrix = std::array<std::array<double, kOrder>, kOrder>;
 
 // LSPs of an order-10 LPC analysis of the windowed samples; none where it has no ten distinct roots
 // (digital silence).
 std::optional<lsp_vector> analyse(const double *windowed, size_t count);
 
-// The spectrum 1 / |A|^2 in dB, without gain.
-spectrum_db spectrum(const lsp_vector &lsp);
+// Cosine of a bin's frequency, in the middle of its band.
+double bin_cosine(size_t bin);
 
-// Root mean square difference over the bins between a spectrum and that of an LSP set, dB.
-double spectral_distance(const std::array<float, kBins> &reference_db, const lsp_vector &lsp);
-
-// The quadratic form H for which a small step d of the LSPs costs d' H d, in squared dB of spectral
-// distance.
-square_matrix distance_hessian(const lsp_vector &lsp);
+// Root mean square difference over the bins between the spectra 1 / |A|^2 of two LSP sets, dB.
+double spectral_distance(const lsp_vector &one, const lsp_vector &other);
 
 }  // namespace kelp::training
 

@@ -10,6 +10,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string_view>
 
 #include "enc/analysis.h"
@@ -125,9 +126,13 @@ std::vector<recording> read_list(const std::string &path) {
   std::vector<recording> list;
   std::ifstream file(path);
   for (std::string line; std::getline(file, line);) {
-    const size_t tab = line.find('\t');
     if (line.empty()) continue;
-    list.push_back({line.substr(0, tab), tab == std::string::npos ? "" : line.substr(tab + 1)});
+    std::istringstream fields(line);
+    recording one;
+    std::getline(fields, one.path, '\t');
+    std::getline(fields, one.condition, '\t');
+    std::getline(fields, one.source, '\t');
+    list.push_back(std::move(one));
   }
   return list;
 }

@@ -33,10 +33,12 @@ struct speech_frame {
 // stderr, when it cannot be read.
 std::vector<speech_frame> analyse_recording(const std::string &path);
 
-// The recordings named in a list file: one path a line, what follows a tab is its condition.
+// The recordings named in a list file: one path a line, then a tab and its condition, then a tab
+// and its source, as far as they are known.
 struct recording {
   std::string path;
   std::string condition;
+  std::string source;
 };
 std::vector<recording> read_list(const std::string &path);
 

@@ -3,9 +3,9 @@
 //
 // Trains the split codebooks of line spectral pairs on recorded speech and writes them as source.
 //
-//   lsp_train LIST OUTPUT.cpp [ROUNDS]
+//   lsp_train LIST OUTPUT.cpp [SEED [PASSES]]
 //
-// LIST names 8 kHz mono 16-bit WAV files, one a line. Same list, same tables.
+// LIST names 8 kHz mono 16-bit WAV files, one a line. Same list, same seed, same tables.
 
 #include <algorithm>
 #include <cstdio>
@@ -14,44 +14,37 @@
 #include <iterator>
 
 #include "codebooks.h"
-#include "initial.h"
-#include "refine.h"
+#include "descent.h"
+#include "index_order.h"
+#include "measure.h"
 
 using namespace kelp::training;
 
 namespace {
 
-// Rounds of joint refinement; keeps the best set met on the way and returns its cost.
-double polish(const std::vector<training_frame> &frames, int rounds, codebooks *books) {
-  codebooks best = *books;
-  double best_cube = 1e30;
-  for (int round = 0; round <= rounds; round++) {
-    const codebooks before = *books;
-    const double cube =
-        (round < rounds ? refine(frames, 0.8, books) : measure(frames, *books)).mean_cube;
-    if (cube < best_cube) {
-      best_cube = cube;
-      best = before;
-    }
-  }
-  *books = best;
-  return best_cube;
+void print_progress(int pass, double mean_cost) {
+  if (pass % 10 == 9) std::printf("pass %3d: cost %.4f\n", pass + 1, mean_cost);
+  std::fflush(stdout);
 }
 
-void print(int round, const distortion &d) {
-  std::printf("round %3d: %.4f dB, %.2f %% above 2 dB, %.3f %% above 4 dB, cube %.4f\n", round,
-              d.mean_db, 100 * d.above_2db, 100 * d.above_4db, d.mean_cube);
-  std::fflush(stdout);
+void print_quality(const std::vector<speech_frame> &frames, const codebooks &books) {
+  tally all;
+  for (const judged_frame &frame : judge_all(frames, books)) all.add(frame);
+  std::printf(
+      "on the training set: %.4f dB, %.3f %% above 2 dB, %.4f %% above 4 dB, %.4f %% refused\n",
+      all.mean_db(), all.percent(all.above_2db), all.percent(all.above_4db),
+      all.percent(all.refused));
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc < 3 || argc > 4) {
-    std::cerr << "usage: lsp_train LIST OUTPUT.cpp [ROUNDS]\n";
+  if (argc < 3 || argc > 5) {
+    std::cerr << "usage: lsp_train LIST OUTPUT.cpp [SEED [PASSES]]\n";
     return 2;
   }
-  const int rounds = argc > 3 ? std::atoi(argv[3]) : 24;
+  const uint64_t seed = argc > 3 ? std::strtoull(argv[3], nullptr, 10) : 1;
+  const int passes = argc > 4 ? std::max(1, std::atoi(argv[4])) : 60;
   std::vector<speech_frame> frames;
   for (const auto &all : analyse_list(read_list(argv[1]))) {
     std::copy_if(all.begin(), all.end(), std::back_inserter(frames),
@@ -64,23 +57,18 @@ int main(int argc, char **argv) {
   }
   std::printf("%zu frames of active speech\n", frames.size());
 
-  codebooks best;
-  train_initial(frames, 1, &best);
   const std::vector<training_frame> prepared = prepare(frames);
-  double best_cube = polish(prepared, 3, &best);
-  for (int round = 0; round < rounds; round++) {
-    codebooks trial = best;
-    const auto split = static_cast<size_t>(round) % kSplits;
-    relocate_rows(prepared, split, 1 + static_cast<size_t>(round % 3), static_cast<uint64_t>(round),
-                  &trial);
-    const double cube = polish(prepared, 2, &trial);
-    if (cube < best_cube) {
-      best_cube = cube;
-      best = trial;
-    }
-    if (round % 5 == 4) print(round, measure(prepared, best));
-  }
-  if (!best.write(argv[2])) {
+  std::vector<training_frame> lessons = stretched_copies(frames, seed);
+  lessons.insert(lessons.end(), prepared.begin(), prepared.end());
+  codebooks books;
+  books.scatter(frames, seed);
+  // Once boldly, to get away from the start, and once more to settle.
+  descend(lessons, {passes, 60, 0.35}, seed, print_progress, &books);
+  descend(lessons, {passes, 3, 0.15}, seed, print_progress, &books);
+  books.enforce_rules(0);
+  reorder(gentle_order(harm_table(prepared, books), seed), &books);
+  print_quality(frames, books);
+  if (!books.write(argv[2])) {
     std::cerr << argv[2] << ": cannot be written; check the folder and its space\n";
     return 1;
   }
