@@ -45,6 +45,10 @@ class LibraryFile(unittest.TestCase):
         self.assertTrue(loads)
         self.assertEqual(set(loads), {"0x4000"})
         self.assertIn("GNU_RELRO", segments)
+        self.assertRegex(segments, r"GNU_STACK .* RW +\w+\n")  # not executable
+
+    def test_stack_protector(self):
+        self.assertIn("__stack_chk_fail", readelf("--dyn-syms"))
 
     def test_host_has_its_own_copy_of_the_flag(self):
         self.assertRegex(readelf("--relocs", HOST), r"_COPY\b.* kelp_inited\b")
