@@ -13,9 +13,15 @@
 
 namespace kelp {
 
-// Whether a decoder of quarter, half or full rate takes these LSPs (Q16): their last one is neither
-// low nor high, and no few of them crowd together.
-bool lsps_usable(uint32_t rate, const int32_t lsp[kLpcOrder]);
+// What usable LSPs (Q16) keep to: the range of the last one, and the least width of `span` steps.
+struct usable_lsps {
+  int32_t last_min, last_max;
+  int span;
+  int32_t width;
+};
+inline constexpr usable_lsps kUsableAtQuarterRate = {22939, 31784, 3, 2621};
+inline constexpr usable_lsps kUsableAtHalfAndFullRate = {21628, 32275, 4, 3051};
+bool lsps_usable(const usable_lsps &limits, const int32_t lsp[kLpcOrder]);
 
 // 0 when the LSPs that the five indices describe are usable, KELP_ERR_LSP when not,
 // KELP_ERR_STATE for a rate other than 2, 3 or 4.

@@ -20,22 +20,12 @@ void sum_increments(const uint32_t lsp_idx[kLspSplits], int32_t lsp[kLpcOrder]) 
   }
 }
 
-// What usable LSPs keep to: the range of the last one, and the least width of `span` steps.
-struct usable_lsps {
-  int32_t last_min, last_max;
-  int span;
-  int32_t width;
-};
-
 }  // namespace
 
-bool lsps_usable(uint32_t rate, const int32_t lsp[kLpcOrder]) {
-  constexpr usable_lsps kQuarter = {22939, 31784, 3, 2621};
-  constexpr usable_lsps kHalfAndFull = {21628, 32275, 4, 3051};
-  const usable_lsps &usable = rate == KELP_RATE_QUARTER ? kQuarter : kHalfAndFull;
-  if (lsp[9] < usable.last_min || lsp[9] > usable.last_max) return false;
-  for (int i = 0; i + usable.span < kLpcOrder; i++) {
-    if (std::abs(lsp[i + usable.span] - lsp[i]) < usable.width) return false;
+bool lsps_usable(const usable_lsps &limits, const int32_t lsp[kLpcOrder]) {
+  if (lsp[9] < limits.last_min || lsp[9] > limits.last_max) return false;
+  for (int i = 0; i + limits.span < kLpcOrder; i++) {
+    if (std::abs(lsp[i + limits.span] - lsp[i]) < limits.width) return false;
   }
   return true;
 }
@@ -44,7 +34,9 @@ int32_t kelpd_iq_lsp_erasure_check(uint32_t rate, const uint32_t lsp_idx[5]) {
   if (rate < KELP_RATE_QUARTER || rate > KELP_RATE_FULL) return KELP_ERR_STATE;
   int32_t lsp[kLpcOrder];
   sum_increments(lsp_idx, lsp);
-  return lsps_usable(rate, lsp) ? KELP_OK : KELP_ERR_LSP;
+  const usable_lsps &limits =
+      rate == KELP_RATE_QUARTER ? kUsableAtQuarterRate : kUsableAtHalfAndFullRate;
+  return lsps_usable(limits, lsp) ? KELP_OK : KELP_ERR_LSP;
 }
 
 int32_t kelpd_iq_lpc(const kelpd_frame_params &params, decoder_state *state,

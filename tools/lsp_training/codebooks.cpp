@@ -11,6 +11,28 @@
 #include "enc/lsp_quant.h"
 
 namespace kelp::training {
+namespace {
+
+// The steps of a split that would give a frame's exact LSPs.
+kelp_lsp_pair steps_of(const speech_frame &frame, size_t split) {
+  const auto &lsp = frame.exact;
+  const float below = split == 0 ? 0.F : lsp[2 * split - 1];
+  return {static_cast<int32_t>(lsp[2 * split] - below),
+          static_cast<int32_t>(lsp[2 * split + 1] - lsp[2 * split])};
+}
+
+// Squared distance of a pair of steps from the nearest of some rows.
+int64_t gap_to(const std::vector<kelp_lsp_pair> &rows, const kelp_lsp_pair &pair) {
+  int64_t least = std::numeric_limits<int64_t>::max();
+  for (const kelp_lsp_pair &row : rows) {
+    const int64_t d1 = pair.first - row.first;
+    const int64_t d2 = pair.second - row.second;
+    least = std::min(least, d1 * d1 + d2 * d2);
+  }
+  return least;
+}
+
+}  // namespace
 
 codebooks::codebooks() {
   for (size_t s = 0; s < kSplits; s++) {
@@ -37,31 +59,17 @@ void codebooks::scatter(const std::vector<speech_frame> &frames, uint64_t seed) 
     for (size_t r = 0; r < size(s); r++) {
       if (is_fixed(s, r)) taken.push_back(row(s, r));
     }
-    const auto gap = [&](const kelp_lsp_pair &pair) {
-      int64_t least = std::numeric_limits<int64_t>::max();
-      for (const kelp_lsp_pair &other : taken) {
-        const int64_t d1 = pair.first - other.first;
-        const int64_t d2 = pair.second - other.second;
-        least = std::min(least, d1 * d1 + d2 * d2);
-      }
-      return least;
-    };
     for (size_t r = 0; r < size(s); r++) {
       if (is_fixed(s, r)) continue;
-      kelp_lsp_pair best{};
-      int64_t best_gap = -1;
+      int64_t widest = -1;
       for (int draw = 0; draw < kDraws; draw++) {
-        const auto &lsp = frames[random() % frames.size()].exact;
-        const float below = s == 0 ? 0.F : lsp[2 * s - 1];
-        const kelp_lsp_pair pair = {static_cast<int32_t>(lsp[2 * s] - below),
-                                    static_cast<int32_t>(lsp[2 * s + 1] - lsp[2 * s])};
-        if (gap(pair) > best_gap) {
-          best = pair;
-          best_gap = gap(pair);
-        }
+        const kelp_lsp_pair pair = steps_of(frames[random() % frames.size()], s);
+        const int64_t gap = gap_to(taken, pair);
+        if (gap <= widest) continue;
+        row(s, r) = pair;
+        widest = gap;
       }
-      row(s, r) = best;
-      taken.push_back(best);
+      taken.push_back(row(s, r));
     }
   }
   enforce_rules(kTrainingSlack);

@@ -8,6 +8,7 @@
 #include <numeric>
 #include <random>
 
+#include "dec/dequant.h"
 #include "parallel.h"
 
 namespace kelp::training {
@@ -16,12 +17,13 @@ namespace {
 constexpr size_t kSteps = 2 * kRows;
 constexpr size_t kBatch = 8192;  // frames per update
 
-// Decoders conceal half- and full-rate frames whose last LSP or whose narrowest five leave these
-// limits. Quantized sets keep a margin, so that talkers who are not in the corpus do so too.
-constexpr float kLastMin = 21628;
-constexpr float kLastMax = 32275;
-constexpr float kNarrowest = 3051;
-constexpr size_t kSpan = 4;
+// Decoders conceal frames whose last LSP or whose narrowest span leave these limits. Quantized sets
+// keep a margin, so that talkers who are not in the corpus do so too.
+constexpr usable_lsps kLimits = kUsableAtHalfAndFullRate;
+constexpr float kLastMin = kLimits.last_min;
+constexpr float kLastMax = kLimits.last_max;
+constexpr float kNarrowest = kLimits.width;
+constexpr size_t kSpan = kLimits.span;
 constexpr float kMargin = 100;
 constexpr float kRefusalCost = 30;  // at the limit, rising evenly from the margin on
 
@@ -53,45 +55,53 @@ void add_to_steps(const path &p, float slope, size_t lsp, std::vector<double> *g
   for (size_t k = 0; k <= lsp; k++) (*gradient)[2 * p.row[k / 2] + k % 2] += slope;
 }
 
+// How far a row misses what a frame asks of a split, at either LSP, and the encoder's error of it.
+struct miss {
+  float first, second;
+  float error;
+};
+miss miss_of(const row_table &rows, const training_frame &frame, const path &p, size_t split,
+             size_t row) {
+  const float e1 = frame.lsp[2 * split] - p.below(split) - rows.first[row];
+  const float e2 = frame.lsp[2 * split + 1] - p.below(split) - rows.both[row];
+  return {e1, e2, e1 * e1 * frame.weight[2 * split] + e2 * e2 * frame.weight[2 * split + 1]};
+}
+
 // The cost of a frame jumps where another row becomes the nearest. Frames on the brink tell how
 // often that happens as rows move: those whose two best rows are nearly tied count with a weight
 // that falls to 0 at `width`.
 void add_boundary(const row_table &rows, const training_frame &frame, const path &p,
                   float frame_cost, size_t split, float width, std::vector<double> *gradient) {
-  const float below = p.below(split);
-  const float target1 = frame.lsp[2 * split] - below;
-  const float target2 = frame.lsp[2 * split + 1] - below;
-  const float weight1 = frame.weight[2 * split];
-  const float weight2 = frame.weight[2 * split + 1];
   const size_t best = p.row[split];
-  const float best1 = target1 - rows.first[best];
-  const float best2 = target2 - rows.both[best];
-  const float best_error = best1 * best1 * weight1 + best2 * best2 * weight2;
-  const candidate other = nearest(rows, frame, split, below, best);
-  const float mean_error = (best_error + other.error) / 2 + 1e-6F;
-  const float apart = (other.error - best_error) / (width * mean_error);
+  const size_t other = nearest(rows, frame, split, p.below(split), best).row;
+  const miss near = miss_of(rows, frame, p, split, best);
+  const miss far = miss_of(rows, frame, p, split, other);
+  const float mean_error = (near.error + far.error) / 2 + 1e-6F;
+  const float apart = (far.error - near.error) / (width * mean_error);
   if (apart >= 1) return;
 
   path detour = p;
-  detour.choose(rows, split, other.row);
+  detour.choose(rows, split, other);
   quantize_from(rows, frame, split + 1, &detour);
   const float jump = cost(squared_distance(frame, detour.lsp), detour.lsp) - frame_cost;
   // As the other row's error grows past that of the best one, fewer frames change over.
   const float slope = -frame.share * jump * (1 - apart) / (width * mean_error);
 
-  const float other1 = target1 - rows.first[other.row];
-  const float other2 = target2 - rows.both[other.row];
+  const float weight1 = frame.weight[2 * split];
+  const float weight2 = frame.weight[2 * split + 1];
   std::vector<double> &g = *gradient;
-  g[2 * other.row] -= 2 * slope * (weight1 * other1 + weight2 * other2);
-  g[2 * other.row + 1] -= 2 * slope * weight2 * other2;
-  g[2 * best] += 2 * slope * (weight1 * best1 + weight2 * best2);
-  g[2 * best + 1] += 2 * slope * weight2 * best2;
-  if (split > 0) {
-    const float with_below = -2 * slope * (weight1 * (other1 - best1) + weight2 * (other2 - best2));
+  g[2 * other] -= 2 * slope * (weight1 * far.first + weight2 * far.second);
+  g[2 * other + 1] -= 2 * slope * weight2 * far.second;
+  g[2 * best] += 2 * slope * (weight1 * near.first + weight2 * near.second);
+  g[2 * best + 1] += 2 * slope * weight2 * near.second;
+  if (split > 0) {  // the quantized LSP below moves both rows at once
+    const float with_below =
+        -2 * slope * (weight1 * (far.first - near.first) + weight2 * (far.second - near.second));
     add_to_steps(p, with_below, 2 * split - 1, gradient);
   }
 }
 
+// Adds a frame's part to the gradient; returns its cost.
 double add_frame(const row_table &rows, const training_frame &frame, float width,
                  std::vector<double> *gradient) {
   path p;

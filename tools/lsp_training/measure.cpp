@@ -18,8 +18,8 @@ judged_frame judge(const speech_frame &frame, const codebooks &books) {
   std::copy(frame.exact.begin(), frame.exact.end(), exact.begin());
   std::copy(lsp.begin(), lsp.end(), quantized.begin());
   result.distance_db = spectral_distance(exact, quantized);
-  result.refused = !lsps_usable(KELP_RATE_FULL, lsp.data());
-  result.refused_as_it_is = !lsps_usable(KELP_RATE_FULL, frame.lsp.data());
+  result.refused = !lsps_usable(kUsableAtHalfAndFullRate, lsp.data());
+  result.refused_as_it_is = !lsps_usable(kUsableAtHalfAndFullRate, frame.lsp.data());
   return result;
 }
 

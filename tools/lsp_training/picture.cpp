@@ -177,11 +177,7 @@ int main(int argc, char **argv) {
     std::cerr << "usage: lsp_picture LIST OUTPUT.svg\n";
     return 2;
   }
-  std::vector<speech_frame> frames;
-  for (const auto &all : analyse_list(read_list(argv[1]))) {
-    std::copy_if(all.begin(), all.end(), std::back_inserter(frames),
-                 [](const speech_frame &f) { return f.kind == frame_kind::active; });
-  }
+  const std::vector<speech_frame> frames = active_frames(argv[1]);
   if (frames.empty()) {
     std::cerr << argv[1] << ": names no recording with active speech\n";
     return 1;

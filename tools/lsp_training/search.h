@@ -8,28 +8,11 @@
 #define KELP_TOOLS_LSP_TRAINING_SEARCH_H
 
 #include <array>
-#include <vector>
 
 #include "codebooks.h"
-#include "spectrum.h"
-#include "speech.h"
+#include "training_frame.h"
 
 namespace kelp::training {
-
-// A frame as the search and the distance need it.
-struct training_frame {
-  alignas(64) std::array<float, kBins> reference_db;  // spectrum of the exact LSPs
-  std::array<float, kOrder> lsp;                      // the encoder's
-  std::array<float, kOrder> weight;                   // the encoder's, scaled to a sum of 1
-  float share;                                        // of a whole frame's say in training
-};
-std::vector<training_frame> prepare(const std::vector<speech_frame> &frames);
-
-// Copies of the frames whose last LSP is near what decoders take at either end, stretched in
-// frequency some way towards that end: talkers with shorter and longer vocal tracts than those of
-// the corpus. They have a quarter of a frame's say.
-std::vector<training_frame> stretched_copies(const std::vector<speech_frame> &frames,
-                                             uint64_t seed);
 
 // All rows: how far LSP 2m and LSP 2m + 1 lie above the quantized LSP below their split.
 struct row_table {

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -142,6 +143,15 @@ std::vector<std::vector<speech_frame>> analyse_list(const std::vector<recording>
   in_chunks(list.size(), [&](size_t, size_t begin, size_t end) {
     for (size_t i = begin; i < end; i++) frames[i] = analyse_recording(list[i].path);
   });
+  return frames;
+}
+
+std::vector<speech_frame> active_frames(const std::string &list_path) {
+  std::vector<speech_frame> frames;
+  for (const auto &all : analyse_list(read_list(list_path))) {
+    std::copy_if(all.begin(), all.end(), std::back_inserter(frames),
+                 [](const speech_frame &f) { return f.kind == frame_kind::active; });
+  }
   return frames;
 }
 

@@ -45,6 +45,9 @@ std::vector<recording> read_list(const std::string &path);
 // Frames of each recording of a list, on all cores.
 std::vector<std::vector<speech_frame>> analyse_list(const std::vector<recording> &list);
 
+// The active frames of all recordings of a list file, in its order.
+std::vector<speech_frame> active_frames(const std::string &list_path);
+
 }  // namespace kelp::training
 
 #endif  // KELP_TOOLS_LSP_TRAINING_SPEECH_H

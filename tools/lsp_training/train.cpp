@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
-#include <iterator>
 
 #include "codebooks.h"
 #include "descent.h"
@@ -45,11 +44,7 @@ int main(int argc, char **argv) {
   }
   const uint64_t seed = argc > 3 ? std::strtoull(argv[3], nullptr, 10) : 1;
   const int passes = argc > 4 ? std::max(1, std::atoi(argv[4])) : 60;
-  std::vector<speech_frame> frames;
-  for (const auto &all : analyse_list(read_list(argv[1]))) {
-    std::copy_if(all.begin(), all.end(), std::back_inserter(frames),
-                 [](const speech_frame &f) { return f.kind == frame_kind::active; });
-  }
+  const std::vector<speech_frame> frames = active_frames(argv[1]);
   if (frames.size() < 10000) {
     std::cerr << argv[1] << ": only " << frames.size()
               << " frames of active speech; 10000 (200 s) are the least to train on\n";
