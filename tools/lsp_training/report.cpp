@@ -45,19 +45,19 @@ void print_row(const std::string &name, const tally &t) {
               t.refused, t.refused_as_it_is);
 }
 
+// How often each row was chosen; fixed rows marked.
 void print_use(const std::vector<judged_frame> &judged) {
-  std::printf("\nUse of the rows, frames:\n");
+  constexpr size_t kPerLine = 8;
   for (size_t s = 0; s < kSplits; s++) {
     std::vector<size_t> use(codebooks::size(s));
     for (const judged_frame &frame : judged) use[frame.index[s]]++;
-    std::vector<size_t> sorted = use;
-    std::sort(sorted.begin(), sorted.end());
-    std::printf("  split %zu: least %zu, median %zu, most %zu; never:", s, sorted.front(),
-                sorted[sorted.size() / 2], sorted.back());
+    std::printf("\nFrames that chose each row of split %zu (* fixed), %td rows never:\n", s,
+                std::count(use.begin(), use.end(), size_t{0}));
     for (size_t r = 0; r < use.size(); r++) {
-      if (use[r] == 0) std::printf(" %zu%s", r, codebooks::is_fixed(s, r) ? " (fixed)" : "");
+      if (r % kPerLine == 0) std::printf("  %3zu:", r);
+      std::printf(" %6zu%c", use[r], codebooks::is_fixed(s, r) ? '*' : ' ');
+      if (r % kPerLine == kPerLine - 1) std::printf("\n");
     }
-    std::printf(sorted.front() == 0 ? "\n" : " none\n");
   }
 }
 
