@@ -41,6 +41,7 @@ static void consume(kcmn_bsr_state *state, int32_t bits) {
 }
 
 uint32_t kcmn_bsr_read(kcmn_bsr_state *state, int32_t bits) {
+  bits = kelp::word_bits(bits);
   if (state->count >= bits) {
     const uint32_t result = shift_right_u(state->cache, 32 - bits);
     consume(state, bits);
@@ -71,6 +72,7 @@ int32_t kcmn_bsr_read1_value(kcmn_bsr_state *state, uint8_t *value) {
 }
 
 uint32_t kcmn_bsr_peek(kcmn_bsr_state *state, int32_t bits) {
+  bits = kelp::word_bits(bits);
   if (state->count < bits) {
     const int32_t whole_bytes = (32 - state->count) >> 3;
     if (whole_bytes != 0) {
@@ -94,6 +96,7 @@ uint32_t kcmn_bsr_peek(kcmn_bsr_state *state, int32_t bits) {
 
 // False when the refill fails, which ends the skip.
 static bool skip(kcmn_bsr_state *state, int32_t bits) {
+  bits = kelp::word_bits(bits);
   int32_t remaining = bits;
   if (state->count < bits) {
     remaining -= state->count;

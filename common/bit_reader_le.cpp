@@ -7,6 +7,7 @@
 #include "common/wrapping.h"
 #include "kelp.h"
 
+using kelp::saturate32;
 using kelp::shift_left_u;
 using kelp::shift_right_u;
 
@@ -17,7 +18,7 @@ static uint32_t low_bits(uint32_t value, int32_t bits) {
 // 32 clears both, whatever the count was.
 static void consume(kcmn_bsr_state *state, int32_t bits) {
   state->cache = shift_right_u(state->cache, bits);
-  state->count = bits == 32 ? 0 : state->count - bits;
+  state->count = bits == 32 ? 0 : saturate32(int64_t{state->count} - bits);
 }
 
 int32_t kcmn_bsr_le_flush(kcmn_bsr_state *state, int32_t bytes) {
@@ -33,6 +34,7 @@ int32_t kcmn_bsr_le_flush(kcmn_bsr_state *state, int32_t bytes) {
 }
 
 uint32_t kcmn_bsr_le_read(kcmn_bsr_state *state, int32_t bits) {
+  bits = kelp::word_bits(bits);
   if (state->count >= bits) {
     const uint32_t result = low_bits(state->cache, bits);
     consume(state, bits);
@@ -42,7 +44,7 @@ uint32_t kcmn_bsr_le_read(kcmn_bsr_state *state, int32_t bits) {
   // After a skip beyond the cached bits the count is negative: there is no low part, and the bits
   // still to be skipped are shifted out of the new ones.
   const uint32_t low = old_count > 0 ? low_bits(state->cache, old_count) : 0;
-  const int32_t missing = bits - old_count;
+  const int32_t missing = saturate32(int64_t{bits} - old_count);
   if (state->refill(state, 4) != 0) return kelp::kExhausted;
   const uint32_t result = shift_left_u(low_bits(state->cache, missing), old_count) | low;
   consume(state, missing);
@@ -50,7 +52,7 @@ uint32_t kcmn_bsr_le_read(kcmn_bsr_state *state, int32_t bits) {
 }
 
 void kcmn_bsr_le_skip(kcmn_bsr_state *state, int32_t bits) {
-  consume(state, bits);
+  consume(state, kelp::word_bits(bits));
 }
 
 void kcmn_bsr_le_skip_to_align8(kcmn_bsr_state *state) {

@@ -16,6 +16,11 @@ namespace kelp {
 // What the reads return past the end of the buffer, whatever number of bits was asked for.
 inline constexpr uint32_t kExhausted = 0xFFFFFFFF;
 
+// A caller's number of bits, held to what a word has: others mean nothing but must break nothing.
+inline int32_t word_bits(int32_t bits) {
+  return std::clamp(bits, 0, 32);
+}
+
 // Address of the last of `size` bytes. Formed as an integer: for a size below 1 it lies in front of
 // the buffer, where no pointer arithmetic may go.
 template <typename Byte>

@@ -35,7 +35,7 @@ int32_t kcmn_bsw_write1(kcmn_bsw_state *state, uint32_t bit) {
 int32_t kcmn_bsw_write(kcmn_bsw_state *state, uint32_t value, int32_t bits) {
   // The end is checked once: a field that starts in the last byte runs on into what lies behind.
   if (kelp::bytes_left(state) <= 0) return -1;
-  bits = std::min(bits, 32);
+  bits = kelp::word_bits(bits);
   uint32_t left_aligned = kelp::shift_left_u(value, 32 - bits);
   while (bits >= 1) {
     const int32_t count = std::min(bits, state->room);

@@ -64,20 +64,20 @@ constexpr uint32_t magnitude(int32_t a) {
 // more leave 0 (or the sign). Bits that a left shift moves out are lost.
 constexpr int32_t shift_right(int32_t x, int n);
 constexpr int32_t shift_left(int32_t x, int n) {
-  if (n < 0) return shift_right(x, -n);
+  if (n < 0) return shift_right(x, n < -31 ? 32 : -n);
   return n > 31 ? 0 : wrap_shl(x, n);
 }
 constexpr int32_t shift_right(int32_t x, int n) {
-  if (n < 0) return shift_left(x, -n);
+  if (n < 0) return shift_left(x, n < -31 ? 32 : -n);
   return x >> (n > 31 ? 31 : n);
 }
 constexpr uint32_t shift_right_u(uint32_t x, int n);
 constexpr uint32_t shift_left_u(uint32_t x, int n) {
-  if (n < 0) return shift_right_u(x, -n);
+  if (n < 0) return shift_right_u(x, n < -31 ? 32 : -n);
   return n > 31 ? 0 : x << n;
 }
 constexpr uint32_t shift_right_u(uint32_t x, int n) {
-  if (n < 0) return shift_left_u(x, -n);
+  if (n < 0) return shift_left_u(x, n < -31 ? 32 : -n);
   return n > 31 ? 0 : x >> n;
 }
 

@@ -1,7 +1,8 @@
 // Copyright 2026 The libkelp authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whole packets through handles: concealment, refusals, and whatever a network may deliver.
+// Whole packets through handles: concealment and refusals. Whatever else a network may deliver is a
+// fuzz target's.
 
 #include <algorithm>
 #include <cmath>
@@ -125,36 +126,5 @@ TEST(Decoder, QuarterRate) {
   }
 }
 // clang-format on
-
-// Any bytes of any length, in sequences of hundreds through one handle: 160 samples each, the same
-// when the beginning of the sequence is decoded once more. KELP_LONG=1 takes a million.
-TEST(Decoder, RandomPackets) {
-  const uint64_t sequences = std::getenv("KELP_LONG") != nullptr ? 1334 : 267;
-  for (uint64_t sequence = 0; sequence < sequences; sequence++) {
-    random_numbers random(1000 + sequence);
-    decoder decoder;
-    std::vector<packet> packets;
-    std::vector<frame> heard;
-    for (int i = 0; i < 500; i++) {
-      const uint32_t kind = random.below(10), gain = random.below(16);
-      packet bytes(1 + random.below(45));
-      for (uint8_t &byte : bytes) byte = static_cast<uint8_t>(random.next());
-      if (kind > 6) bytes[0] = static_cast<uint8_t>(1 + random.below(4));
-      if (kind > 7 && bytes.size() > 33) bytes[33] &= 0x3F;
-      if (kind == 0) bytes = kLost;
-      if (kind == 1) bytes = quarter_packet({gain, gain, gain, gain, gain}, {gain * 4, 1, 1, 1, 1});
-      if (kind > 1 && kind < 5)
-        bytes = random_speech_packet(&random, std::array{1, 3, 4}[kind - 2]);
-      packets.push_back(bytes);
-      heard.push_back(decoder.decode(bytes));
-      ASSERT_TRUE(decoder.info.produced == 1 && decoder.info.consumed <= std::ssize(bytes));
-    }
-    class decoder again, other;  // a second time, interleaved with another stream
-    for (size_t i = 0; i < 250; i++) {
-      ASSERT_EQ(again.decode(packets[i]), heard[i]) << sequence << ' ' << i;
-      other.decode(packets[499 - i]);
-    }
-  }
-}
 
 }  // namespace
