@@ -56,7 +56,7 @@ packet next_packet(input *in) {
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   input in(data, size);
   decoder decoder, twin, other;
-  for (int f = 0; f < kMostFrames && !in.done(); f++) {
+  while (in.next_frame()) {
     packet bytes = next_packet(&in);
     const frame heard = decoder.decode(bytes);
     // What follows a packet in its buffer does not matter, nor what another decoder does.

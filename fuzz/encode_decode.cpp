@@ -37,7 +37,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   encoder encoder;
   decoder near, far;
   signal_source signal;
-  for (int f = 0; f < kMostFrames && !in.done(); f++) {
+  while (in.next_frame()) {
     packet bytes = encoder.encode(signal.next(&in).data());
     require(repacked(bytes) == bytes, "what is read from a packet makes the same packet");
     near.decode(bytes);

@@ -13,14 +13,15 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   signal_source signal;
   // One input in three is encoded again as it is, one again into buffers that are large enough.
   const uint32_t comparison = in.below(3);
-  bool comparable = comparison != 0;
-  for (int f = 0; f < kMostFrames && !in.done(); f++) {
+  bool comparable = comparison != 0, begun = false;
+  while (in.next_frame()) {
     const frame pcm = signal.next(&in);
     const uint32_t room = in.byte();
     const int32_t capacity =
         room < 200 ? KELP_MAX_PACKET_BYTES : 1 + static_cast<int32_t>(room % 40);
     const packet cut = encoder.encode(pcm.data(), capacity);
-    require(f > 0 || cut[0] == KELP_RATE_FULL, "a stream begins at full rate");
+    require(begun || cut[0] == KELP_RATE_FULL, "a stream begins at full rate");
+    begun = true;
     const int32_t whole = kelp_packet_bytes(cut[0]);
     require(cut[0] != KELP_RATE_QUARTER && std::ssize(cut) == std::min(whole, capacity),
             "a packet has the length of its rate, or is cut off");

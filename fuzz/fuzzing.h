@@ -17,13 +17,19 @@ namespace kelp_fuzz {
 
 using namespace kelp_test;
 
-// An input makes no more frames than this, so that none takes long.
-inline constexpr int kMostFrames = 64;
-
 class input {
  public:
   input(const uint8_t *data, size_t size) : data_(data), size_(size) {}
   bool done() const { return size_ == 0; }
+  // Whether there is one more frame to make; no input makes many, so that none takes long.
+  bool next_frame() {
+    constexpr int kMost = 64;
+    if (done() || count_ == kMost) return false;
+    count_++;
+    frames++;
+    return true;
+  }
+  static inline uint64_t frames = 0;  // of all inputs
   // 0 when nothing is left, as all below.
   uint8_t byte() {
     if (size_ == 0) return 0;
@@ -44,6 +50,7 @@ class input {
  private:
   const uint8_t *data_;
   size_t size_;
+  int count_ = 0;
 };
 
 // Changes bit `bit` of the packet, counted from its first byte's lowest and around its end.

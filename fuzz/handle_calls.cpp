@@ -138,7 +138,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   input in(data, size);
   stream together[kStreams];
   std::vector<step> scripts[kStreams];
-  for (int f = 0; f < kMostFrames && !in.done(); f++) {
+  while (in.next_frame()) {
     const uint32_t which = in.below(kStreams);
     const step next = {in.byte(), in.byte()};
     together[which].act(next);

@@ -3,7 +3,8 @@
 //
 // Runs a fuzz target without an engine: on files and the files in folders, or on random inputs.
 //   kelp_fuzz_TARGET FILE_OR_FOLDER...
-//   kelp_fuzz_TARGET --random INPUTS [FIRST_SEED]
+//   kelp_fuzz_TARGET --random INPUTS
+//   kelp_fuzz_TARGET --random-frames FRAMES    as many inputs as make so many packets or PCM frames
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -26,14 +27,17 @@ bool run_file(const std::filesystem::path &path) {
   return true;
 }
 
-// Inputs of up to 400 bytes, small values now and then: they choose what small numbers mean.
-void run_random(uint64_t inputs, uint64_t seed) {
-  for (; inputs > 0; inputs--, seed++) {
+// One input of up to 400 bytes for every seed from 0 up.
+void run_random(uint64_t inputs, uint64_t frames) {
+  uint64_t seed = 0;
+  for (; seed < inputs || kelp_fuzz::input::frames < frames; seed++) {
     kelp_fuzz::random_numbers random(seed);
     packet bytes(1 + random.below(400));
     for (uint8_t &byte : bytes) byte = static_cast<uint8_t>(random.next());
     run(bytes);
   }
+  std::printf("%llu random inputs, %llu frames\n", static_cast<unsigned long long>(seed),
+              static_cast<unsigned long long>(kelp_fuzz::input::frames));
 }
 
 int run_paths(int count, char **paths) {
@@ -60,9 +64,8 @@ int run_paths(int count, char **paths) {
 
 int main(int argc, char **argv) {
   const std::string first = argc > 1 ? argv[1] : "";
-  if (first != "--random") return run_paths(argc - 1, argv + 1);
-  const uint64_t inputs = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 0;
-  run_random(inputs, argc > 3 ? std::strtoull(argv[3], nullptr, 10) : 0);
-  std::printf("%llu random inputs\n", static_cast<unsigned long long>(inputs));
-  return inputs == 0;
+  if (!first.starts_with("--random")) return run_paths(argc - 1, argv + 1);
+  const uint64_t count = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 0;
+  first == "--random" ? run_random(count, 0) : run_random(0, count);
+  return count == 0;
 }

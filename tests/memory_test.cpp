@@ -24,7 +24,7 @@ void *__wrap_malloc(size_t size) {
   return live.back();
 }
 void __wrap_free(void *block) {
-  std::erase(live, block);
+  kelp_test::require(block == nullptr || std::erase(live, block) == 1, "a block is freed once");
   __real_free(block);
 }
 }
@@ -75,11 +75,16 @@ TEST(Memory, FailedAllocationLeavesNothing) {
     EXPECT_TRUE(live.empty());
   }
   decoder decoder;
-  kelpd_flush(decoder.handle);
-  fail_at = requests.size();
-  EXPECT_EQ(kelpd_ready(decoder.handle), KELP_ERR_NO_MEMORY);
-  fail_at = SIZE_MAX;
-  EXPECT_EQ(kelpd_ready(decoder.handle), KELP_OK);
+  encoder encoder;
+  for (const bool encodes : {false, true}) {
+    void *const handle = encodes ? encoder.handle : decoder.handle;
+    const auto ready = encodes ? kelpe_ready : kelpd_ready;
+    (encodes ? kelpe_flush : kelpd_flush)(handle);
+    fail_at = requests.size();
+    EXPECT_EQ(ready(handle), KELP_ERR_NO_MEMORY);
+    fail_at = SIZE_MAX;
+    EXPECT_EQ(ready(handle), KELP_OK);
+  }
 }
 
 TEST(Memory, AlignedBlocks) {

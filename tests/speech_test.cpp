@@ -60,25 +60,68 @@ TEST_F(Speech, EncoderAndDecoderStayTogether) {
   EXPECT_EQ(bytes[0], KELP_RATE_EIGHTH);  // where silence settles
 }
 
-// Two threads, a stream each, give the bytes and samples of one thread.
+// 64 handles on eight threads, encoders and decoders by turns, give what one thread alone gives.
+// Each is at another place of the recordings; a thread takes its eight handles by turns.
 TEST_F(Speech, ThreadsDoNotMatter) {
-  using results = std::vector<std::pair<packet, frame>>;
-  const auto code = [](const samples &pcm, results *out) {
-    encoder encoder;
-    decoder decoder;
-    for (size_t at = 0; at + KELP_FRAME_SAMPLES <= pcm.size(); at += KELP_FRAME_SAMPLES) {
-      const packet bytes = encoder.encode(&pcm[at]);
-      out->emplace_back(bytes, decoder.decode(bytes));
+  constexpr size_t kStreams = 32, kThreads = 8, kFrames = 40;
+  struct fleet {
+    encoder encoders[kStreams];
+    decoder decoders[kStreams];
+    std::vector<packet> sent[kStreams];
+    std::vector<frame> heard[kStreams];
+  };
+  const samples &pcm = recordings[1].pcm;
+  const size_t spread = (pcm.size() - kFrames * KELP_FRAME_SAMPLES) / kStreams;
+  const auto code = [&](size_t first, size_t step, fleet *ships) {
+    for (size_t f = 0; f < kFrames; f++) {
+      for (size_t i = first; i < kStreams; i += step) {
+        const int16_t *const input = &pcm[i * spread + f * KELP_FRAME_SAMPLES];
+        ships->sent[i].push_back(ships->encoders[i].encode(input));
+        ships->heard[i].push_back(ships->decoders[i].decode(ships->sent[i].back()));
+      }
     }
   };
-  const samples &one = recordings[1].pcm, &two = recordings[3].pcm;
-  results alone[2], together[2];
-  code(one, &alone[0]);
-  code(two, &alone[1]);
-  std::thread first(code, std::cref(one), &together[0]), second(code, std::cref(two), &together[1]);
-  first.join();
-  second.join();
-  EXPECT_TRUE(alone[0] == together[0] && alone[1] == together[1]);
+  fleet alone, together;
+  code(0, 1, &alone);
+  std::vector<std::thread> threads;
+  for (size_t i = 0; i < kThreads; i++) threads.emplace_back(code, i, kThreads, &together);
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_TRUE(std::ranges::equal(alone.sent, together.sent));
+  EXPECT_TRUE(std::ranges::equal(alone.heard, together.heard));
+}
+
+// After months in one stream the run counters hold at their largest value and the frame counter
+// begins anew, which makes one full-rate frame and nothing else.
+TEST_F(Speech, CountersNearTheirEnds) {
+  const auto code = [&](int32_t run, uint32_t frames) {
+    encoder encoder;
+    decoder decoder;
+    samples pcm(recordings[0].pcm.begin() + 4000, recordings[0].pcm.begin() + 36000);
+    std::fill_n(pcm.begin(), 6000, int16_t{0});
+    auto &state = static_cast<kelp::encoder_handle *>(encoder.handle)->state;
+    std::vector<packet> packets;
+    std::vector<frame> heard;
+    for (size_t at = 0; at + KELP_FRAME_SAMPLES <= pcm.size(); at += KELP_FRAME_SAMPLES) {
+      if (at / KELP_FRAME_SAMPLES == 20) {
+        state.eighth_rate_run = decoder.state().eighth_rate_run = run;
+        state.frame_count = frames;
+      }
+      for (int32_t *counter :
+           {&state.rate_decision.full_rate_run, &state.rate_decision.voiced_run}) {
+        if (*counter > 6 && *counter < run) *counter = run;
+      }
+      packets.push_back(encoder.encode(&pcm[at]));
+      heard.push_back(decoder.decode(packets.back()));
+    }
+    EXPECT_EQ(state.frame_count, frames + uint32_t{180});
+    return std::pair(packets, heard);
+  };
+  const auto usual = code(1000, 1000), late = code(kMax32 - 2, UINT32_MAX - 5000);
+  EXPECT_TRUE(usual == late);
+  const auto wrapped = code(1000, UINT32_MAX - 2);
+  for (size_t f = 0; f < 24; f++) {
+    EXPECT_EQ(wrapped.first[f][0], f == 23 ? 4 : usual.first[f][0]) << f;
+  }
 }
 
 }  // namespace
