@@ -5,6 +5,8 @@
 // program of its own, whose decoder leaves out the second long-term filter and the postfilter. This
 // definition of kelpd_cmn_dec keeps the library's from being linked.
 
+#include <cmath>
+
 #include "dec/decoder.h"
 #include "tests/speech.h"
 

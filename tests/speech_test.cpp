@@ -5,7 +5,10 @@
 
 #include "tests/speech.h"
 
+#include <cmath>
 #include <thread>
+
+#include "enc/encoder_state.h"
 
 using namespace kelp_test;
 

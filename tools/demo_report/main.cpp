@@ -7,18 +7,18 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <string>
 #include <vector>
 
-#include "enc/preprocess.h"
 #include "kelp.h"
 #include "tools/kelp/failure.h"
 #include "tools/kelp/packet_file.h"
 #include "tools/kelp/rates.h"
 #include "tools/kelp/recording.h"
+#include "tools/quality/codec.h"
+#include "tools/quality/quality.h"
 
 namespace {
 
@@ -79,53 +79,6 @@ Samples decode(Bytes stream, size_t packets) {
   return samples;
 }
 
-// What the codec is given to code: the input as the encoder filters and scales it, brought from the
-// encoder's quarter level to the decoder's, and late by the codec's delay.
-std::vector<double> reference(const Samples &samples) {
-  kelp::preprocess_state filter = {};
-  std::vector<double> target(samples.size() + kLag);
-  std::array<int32_t, kFrame> filtered;
-  for (size_t at = 0; at < samples.size(); at += kFrame) {
-    kelp::kelp_pre_proc(&filter, &samples[at], filtered.data());
-    kelp::scale_speech(filtered.data());
-    for (size_t n = 0; n < kFrame; ++n) target[at + kLag + n] = 4.0 * filtered[n];
-  }
-  return target;
-}
-
-struct SegmentalSnr {
-  double db = 0.0;
-  size_t active = 0;
-  size_t frames = 0;
-};
-
-// Mean of the frames' signal-to-noise ratios, each held to -10..35 dB, over the frames whose energy
-// is at most 32 dB below the 95th percentile: pauses would only measure the noise that fills them.
-SegmentalSnr segmental_snr(const std::vector<double> &target, const Samples &decoded) {
-  const size_t frames = decoded.size() / kFrame;
-  std::vector<double> signal(frames);
-  std::vector<double> error(frames);
-  for (size_t i = 0; i < frames * kFrame; ++i) {
-    const double difference = target[i] - decoded[i];
-    signal[i / kFrame] += target[i] * target[i];
-    error[i / kFrame] += difference * difference;
-  }
-  std::vector<double> sorted = signal;
-  std::sort(sorted.begin(), sorted.end());
-  const double loud = sorted[(frames - 1) * 95 / 100];
-  SegmentalSnr result;
-  result.frames = frames;
-  double sum = 0.0;
-  for (size_t k = 0; k < frames; ++k) {
-    if (signal[k] <= 0.0 || signal[k] < loud * std::pow(10.0, -3.2)) continue;
-    const double db = 10.0 * std::log10(signal[k] / std::max(error[k], 1e-9));
-    sum += std::clamp(db, -10.0, 35.0);
-    ++result.active;
-  }
-  if (result.active != 0) result.db = sum / static_cast<double>(result.active);
-  return result;
-}
-
 template <typename Work>
 double median_seconds(Work work) {
   std::array<double, kTimedRuns> seconds;
@@ -151,7 +104,8 @@ void report(const std::string &recording_path, const std::string &stream_path) {
     throw Failure(stream_path + ": is not what " + recording_path + " encodes to; encode it anew");
   }
 
-  const SegmentalSnr snr = segmental_snr(reference(recording), decode(stream, tally.packets()));
+  const kelp::quality::score snr = kelp::quality::segmental_snr(
+      kelp::quality::coded_speech(recording), decode(stream, tally.packets()));
   const double encode_seconds = median_seconds([&] { encode(recording); });
   const double decode_seconds = median_seconds([&] { decode(stream, tally.packets()); });
 
