@@ -15,7 +15,7 @@ bytes=$((minutes * 60 * 16000))
 while [ "$(stat -c %s "$out")" -lt "$bytes" ]; do
   # By base name first: the same prompt in every language, then the next prompt.
   find /usr/share/asterisk/sounds/*_* -maxdepth 1 -name '*.wav' -printf '%f %p\n' | LC_ALL=C sort |
-    cut -d' ' -f2 | head -n 1500 | xargs -n 300 sh -c \
+    cut -d' ' -f2 | sed -n "1,$((60 + 20 * minutes))p" | xargs -n 300 sh -c \
     'sox "$@" -t raw -r 8000 -c 1 -e signed -b 16 -' sh >>"$out"
 done
 truncate -s "$bytes" "$out"
