@@ -5,9 +5,7 @@
 // same bits.   kelp_checksums SPEECH.raw BROKEN_PACKETS   (raw: 16-bit samples, 8000 Hz)
 #include "tests/checksums.h"
 
-#include <fstream>
-#include <iterator>
-#include <string>
+#include "tests/recordings.h"
 
 using namespace kelp_test;
 
@@ -16,15 +14,12 @@ int main(int argc, char **argv) {
     std::fprintf(stderr, "usage: kelp_checksums SPEECH.raw BROKEN_PACKETS\n");
     return 2;
   }
-  std::ifstream file(argv[1], std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  const samples pcm = read_pcm(argv[1]);
   const uint64_t packets = std::strtoull(argv[2], nullptr, 10);
-  if (bytes.size() < 2 * KELP_FRAME_SAMPLES || packets == 0) {
+  if (pcm.size() < KELP_FRAME_SAMPLES || packets == 0) {
     std::fprintf(stderr, "%s: no speech in it, or no packets asked for\n", argv[1]);
     return 1;
   }
-  samples pcm(bytes.size() / 2);
-  std::memcpy(pcm.data(), bytes.data(), 2 * pcm.size());
   const auto print = [](const char *name, uint64_t sum) {
     std::printf("%-12s %016llx\n", name, static_cast<unsigned long long>(sum));
   };

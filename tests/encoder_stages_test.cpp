@@ -26,7 +26,7 @@ using numbers = std::vector<int32_t>;
 
 encoder_state starting_state() {
   encoder encoder;
-  return static_cast<encoder_handle *>(encoder.handle)->state;
+  return encoder.state();
 }
 
 // What two frames of input come out as, from sample `first` on.

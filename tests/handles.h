@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "dec/decoder_state.h"
+#include "enc/encoder_state.h"
 #include "format/pack.h"
 #include "kelp.h"
 
@@ -115,9 +117,24 @@ class encoder {
     return bytes;
   }
 
+  kelp::encoder_state &state() { return static_cast<kelp::encoder_handle *>(handle)->state; }
+
   void *handle;
   kelp_frame_info info = {0, 0, 0};
 };
+
+// By how much the past excitation exceeds the difference between what the encoder believes it to
+// be and what the decoder has.
+inline double history_margin_db(encoder *encoder, decoder *decoder) {
+  const int32_t *const ours = encoder->state().local_decoder.pitch.history;
+  const int32_t *const theirs = decoder->state().synthesis.pitch.history;
+  double signal = 1, difference = 1;
+  for (int i = 0; i < kelp::kPitchHistory; i++) {
+    signal += std::pow(theirs[i], 2);
+    difference += std::pow(1.0 * ours[i] - theirs[i], 2);
+  }
+  return 10 * std::log10(signal / difference);
+}
 
 inline packet pack(int32_t rate, const kelp::payload_codes &codes) {
   packet bytes(KELP_MAX_PACKET_BYTES);

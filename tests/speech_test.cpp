@@ -5,10 +5,7 @@
 
 #include "tests/speech.h"
 
-#include <cmath>
 #include <thread>
-
-#include "enc/encoder_state.h"
 
 using namespace kelp_test;
 
@@ -34,9 +31,6 @@ TEST_F(Speech, EncoderAndDecoderStayTogether) {
   pcm.resize(pcm.size() + 100 * KELP_FRAME_SAMPLES);
   encoder encoder;
   decoder decoder;
-  const int32_t *const ours =
-      static_cast<kelp::encoder_handle *>(encoder.handle)->state.local_decoder.pitch.history;
-  const int32_t *const theirs = decoder.state().synthesis.pitch.history;
   packet bytes;
   int count[5] = {};
   double margins = 0, least = 999;  // signal over difference, dB: sum of a block, smallest mean
@@ -46,12 +40,7 @@ TEST_F(Speech, EncoderAndDecoderStayTogether) {
     ASSERT_LE(bytes[0], KELP_RATE_FULL);
     count[bytes[0]]++;
     if (bytes[0] != KELP_RATE_FULL) continue;
-    double signal = 1, difference = 1;
-    for (int i = 0; i < kelp::kPitchHistory; i++) {
-      signal += std::pow(theirs[i], 2);
-      difference += std::pow(1.0 * ours[i] - theirs[i], 2);
-    }
-    margins += 10 * std::log10(signal / difference);
+    margins += history_margin_db(&encoder, &decoder);
     if (count[4] % 200 == 0) {
       least = std::min(least, margins / 200);
       margins = 0;
@@ -101,7 +90,7 @@ TEST_F(Speech, CountersNearTheirEnds) {
     decoder decoder;
     samples pcm(recordings[0].pcm.begin() + 4000, recordings[0].pcm.begin() + 36000);
     std::fill_n(pcm.begin(), 6000, int16_t{0});
-    auto &state = static_cast<kelp::encoder_handle *>(encoder.handle)->state;
+    kelp::encoder_state &state = encoder.state();
     std::vector<packet> packets;
     std::vector<frame> heard;
     for (size_t at = 0; at + KELP_FRAME_SAMPLES <= pcm.size(); at += KELP_FRAME_SAMPLES) {
