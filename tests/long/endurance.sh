@@ -12,6 +12,5 @@ root=$PWD/build-endurance
 cmake -S . -B "$root" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKELP_BUILD_TOOLS=OFF \
   -DKELP_BUILD_BENCH=OFF >/dev/null
 cmake --build "$root" --target kelp_endurance
-# All the prompts there are, an hour and a half of them, again and again.
-tests/long/speech.sh 90 "$root/speech.raw"
+tests/long/speech.sh 60 "$root/speech.raw"
 "$root/tests/kelp_endurance" "$root/speech.raw" "$hours"
