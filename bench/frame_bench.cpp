@@ -9,9 +9,9 @@
 // (--benchmark_repetitions=9 --benchmark_report_aggregates_only=true).
 
 #include <benchmark/benchmark.h>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -29,7 +29,9 @@ std::vector<std::vector<uint8_t>> packets;
 int32_t encode_frame(void *encoder, size_t i, uint8_t *bytes) {
   kelp_pcm_frame in = {};
   in.samples[0] = &speech[i * kFrame % speech.size()];
-  kelp_packet_desc out = {bytes, 0, KELP_MAX_PACKET_BYTES};
+  kelp_packet_desc out = {};
+  out.data = bytes;
+  out.length = KELP_MAX_PACKET_BYTES;
   kelp_frame_info info = {};
   kelpe_encode(encoder, &in, &out, &info);
   return info.produced;
@@ -46,7 +48,7 @@ void encode(benchmark::State &state) {
 
 void decode(benchmark::State &state) {
   void *const decoder = kelpd_create(&kConfig, nullptr);
-  int16_t pcm[kFrame];
+  int16_t pcm[kFrame] = {};
   kelp_pcm_frame out = {};
   out.samples[0] = pcm;
   kelp_frame_info info = {};
@@ -86,7 +88,7 @@ int main(int argc, char **argv) {
   kelp_init();
   benchmark::Initialize(&argc, argv);
   if (argc != 2 || !load(argv[1])) {
-    std::fprintf(stderr, "usage: kelp_bench RECORDING.wav (8000 Hz, mono, 16 bit)\n");
+    std::cerr << "usage: kelp_bench RECORDING.wav (8000 Hz, mono, 16 bit)\n";
     return 2;
   }
   benchmark::RunSpecifiedBenchmarks();

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -93,9 +94,9 @@ void print_fading(const burst_loss &loss) {
 
 }  // namespace
 
-int main(int argc, char **) {
+int main(int argc, char ** /*argv*/) {
   if (argc != 1) {
-    std::fprintf(stderr, "usage: kelp_loss_report\n");
+    std::cerr << "usage: kelp_loss_report\n";
     return 2;
   }
   std::string missing;
@@ -103,7 +104,7 @@ int main(int argc, char **) {
   for (const kelp_test::recording &one : kelp_test::find_recordings(&missing))
     speech.emplace_back(one.pcm);
   if (!missing.empty()) {
-    std::fprintf(stderr, "%s", missing.c_str());
+    std::cerr << missing;
     return 1;
   }
   print_speech(speech);

@@ -76,7 +76,8 @@ void stream::set_operations(bool present) {
 }
 
 int32_t stream::call(void *handle, uint8_t *data, int32_t length) {
-  kelp_packet_desc packet = {data, 0, length};
+  kelp_packet_desc packet = {nullptr, 0, length};
+  packet.data = data;
   kelp_pcm_frame frame = {};
   frame.samples[0] = pcm_;
   return encodes_ ? kelpe_encode(handle, &frame, &packet, &info_)
@@ -120,7 +121,7 @@ void stream::misuse(uint8_t parameter) {
 
 void stream::act(step next) {
   switch (next.action % 16) {
-    case 0: return create(next.parameter % 2 != 0, next.parameter > 240);
+    case 0: return create(next.parameter % 2 != 0, next.parameter > 240 ? 1 : 0);
     case 1: return remove();
     case 2: return renew_work_area();
     case 3: return set_operations(false);

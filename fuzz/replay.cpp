@@ -57,7 +57,7 @@ int run_paths(int count, char **paths) {
     }
   }
   std::printf("%zu inputs\n", inputs);
-  return inputs == 0;
+  return inputs == 0 ? 1 : 0;
 }
 
 }  // namespace
@@ -67,5 +67,5 @@ int main(int argc, char **argv) {
   if (!first.starts_with("--random")) return run_paths(argc - 1, argv + 1);
   const uint64_t count = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 0;
   first == "--random" ? run_random(count, 0) : run_random(0, count);
-  return count == 0;
+  return count == 0 ? 1 : 0;
 }

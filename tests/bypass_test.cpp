@@ -38,7 +38,7 @@ TEST_F(Speech, SegmentalSnrOfTheSearch) {
   for (const auto &[divisor, least] : {std::pair{1, 14}, {16, 11}}) {  // 24 dB down
     double sum = 0;
     for (const recording &source : recordings) {
-      samples pcm = source.pcm;
+      pcm_samples pcm = source.pcm;
       for (int16_t &sample : pcm)
         sample = static_cast<int16_t>(std::lround(1.0 * sample / divisor));
       sum += segmental_snr(pcm);

@@ -14,7 +14,7 @@ int main(int argc, char **argv) {
     std::fprintf(stderr, "usage: kelp_checksums SPEECH.raw BROKEN_PACKETS\n");
     return 2;
   }
-  const samples pcm = read_pcm(argv[1]);
+  const pcm_samples pcm = read_pcm(argv[1]);
   const uint64_t packets = std::strtoull(argv[2], nullptr, 10);
   if (pcm.size() < KELP_FRAME_SAMPLES || packets == 0) {
     std::fprintf(stderr, "%s: no speech in it, or no packets asked for\n", argv[1]);

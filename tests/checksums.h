@@ -29,9 +29,9 @@ class checksum {
 };
 
 // Voices, noise and silence of integers alone: the same samples everywhere.
-inline samples synthetic_speech(size_t frames) {
+inline pcm_samples synthetic_speech(size_t frames) {
   random_numbers random(77);
-  samples pcm(frames * KELP_FRAME_SAMPLES);
+  pcm_samples pcm(frames * KELP_FRAME_SAMPLES);
   int32_t y1 = 0, y2 = 0;
   for (size_t t = 0; t < pcm.size(); t++) {
     const size_t part = t / 8000;  // a second of each kind of sound
@@ -70,7 +70,7 @@ struct speech_checksums {
 };
 
 // Packets of a recording, and what a decoder makes of them that loses every seventh.
-inline speech_checksums code_speech(const samples &pcm) {
+inline speech_checksums code_speech(const pcm_samples &pcm) {
   encoder encoder;
   decoder decoder;
   checksum packets, decoded;

@@ -69,7 +69,7 @@ TEST(Analysis, SilenceLoudnessAndTones) {
   EXPECT_EQ(std::count(silent.autocorrelation, silent.autocorrelation + 17, 0), 16);
   for (int i = 0; i < kLpcOrder; i++) {
     EXPECT_EQ(silent.lpc_q10[i], 0);
-    EXPECT_NEAR(silent.lsp[i], (i + 1) * 32768 / 11, 45);
+    EXPECT_NEAR(silent.lsp[i], (i + 1) * 32768.0 / 11, 45);
   }
   // A loud frame's lags are shifted modulo 32, which is far down, at 0 to 12; up at the others.
   const encoder_frame loud = analysed([](int n) { return n % 3 == 0 ? -31003 : 31003; });

@@ -32,7 +32,7 @@ struct hour {
   size_t heap = 0, resident = 0;
 };
 
-hour code_hour(const samples &pcm, size_t *position, encoder *encoder, decoder *decoder) {
+hour code_hour(const pcm_samples &pcm, size_t *position, encoder *encoder, decoder *decoder) {
   hour result;
   double block = 0;
   for (size_t f = 0; f < kFramesPerHour; f++) {
@@ -57,8 +57,8 @@ hour code_hour(const samples &pcm, size_t *position, encoder *encoder, decoder *
 }  // namespace
 
 int main(int argc, char **argv) {
-  const int hours = argc == 3 ? std::atoi(argv[2]) : 0;
-  const samples pcm = argc == 3 ? read_pcm(argv[1]) : samples{};
+  const int hours = argc == 3 ? static_cast<int>(std::strtol(argv[2], nullptr, 10)) : 0;
+  const pcm_samples pcm = argc == 3 ? read_pcm(argv[1]) : pcm_samples{};
   if (hours < 1 || pcm.size() < KELP_FRAME_SAMPLES) {
     std::fprintf(stderr, "usage: kelp_endurance HOUR.raw HOURS\n");
     return 2;

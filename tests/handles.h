@@ -23,7 +23,7 @@
 namespace kelp_test {
 
 using packet = std::vector<uint8_t>;
-using samples = std::vector<int16_t>;
+using pcm_samples = std::vector<int16_t>;
 using frame = std::array<int16_t, KELP_FRAME_SAMPLES>;
 
 constexpr uint32_t u32(int32_t value) {

@@ -41,7 +41,7 @@ inline std::vector<int16_t> read_pcm(const std::string &path) {
 inline std::string prompt_path(const std::string &voice, const std::string &file) {
   namespace fs = std::filesystem;
   const fs::path sounds = "/usr/share/asterisk/sounds";
-  const std::string found = sounds / voice / file;
+  std::string found = sounds / voice / file;
   std::error_code error;
   if (fs::exists(found)) return found;
   for (const fs::directory_entry &folder : fs::directory_iterator(sounds, error)) {

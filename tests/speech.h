@@ -26,7 +26,7 @@ class Speech : public testing::Test {
 };
 
 // In dB, of speech that is encoded and decoded, against the samples that the encoder codes.
-inline double segmental_snr(const samples &pcm) {
+inline double segmental_snr(const pcm_samples &pcm) {
   namespace quality = kelp::quality;
   return quality::segmental_snr(quality::coded_speech(pcm), quality::decode(quality::encode(pcm)))
       .db;

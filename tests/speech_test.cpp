@@ -25,7 +25,7 @@ TEST_F(Speech, SegmentalSnr) {
 // One long stream of many speakers, and silence. What the encoder believes the past excitation to
 // be stays what the decoder has: in every 200 full-rate frames alike, so that nothing builds up.
 TEST_F(Speech, EncoderAndDecoderStayTogether) {
-  samples pcm;
+  pcm_samples pcm;
   for (const recording &source : recordings)
     pcm.insert(pcm.end(), source.pcm.begin(), source.pcm.end());
   pcm.resize(pcm.size() + 100 * KELP_FRAME_SAMPLES);
@@ -62,7 +62,7 @@ TEST_F(Speech, ThreadsDoNotMatter) {
     std::vector<packet> sent[kStreams];
     std::vector<frame> heard[kStreams];
   };
-  const samples &pcm = recordings[1].pcm;
+  const pcm_samples &pcm = recordings[1].pcm;
   const size_t spread = (pcm.size() - kFrames * KELP_FRAME_SAMPLES) / kStreams;
   const auto code = [&](size_t first, size_t step, fleet *ships) {
     for (size_t f = 0; f < kFrames; f++) {
@@ -88,7 +88,7 @@ TEST_F(Speech, CountersNearTheirEnds) {
   const auto code = [&](int32_t run, uint32_t frames) {
     encoder encoder;
     decoder decoder;
-    samples pcm(recordings[0].pcm.begin() + 4000, recordings[0].pcm.begin() + 36000);
+    pcm_samples pcm(recordings[0].pcm.begin() + 4000, recordings[0].pcm.begin() + 36000);
     std::fill_n(pcm.begin(), 6000, int16_t{0});
     kelp::encoder_state &state = encoder.state();
     std::vector<packet> packets;

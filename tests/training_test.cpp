@@ -52,9 +52,11 @@ TEST(Training, FastArithmeticFollowsTheExact) {
     index_vector index;
     books.quantize(frames[i], &index);
     bool same = true;
-    for (size_t s = 0; s < kSplits; s++) same &= p.row[s] == kFirstRow[s] + index[s];
-    other_rows += !same;
-    if (!same) continue;
+    for (size_t s = 0; s < kSplits; s++) same = same && p.row[s] == kFirstRow[s] + index[s];
+    if (!same) {
+      other_rows++;
+      continue;
+    }
     const double exact = judge(frames[i], books).distance_db;
     ASSERT_NEAR(std::sqrt(squared_distance(fast[i], p.lsp)), exact, 2e-3) << i;
   }

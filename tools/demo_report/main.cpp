@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -122,14 +123,14 @@ void report(const std::string &recording_path, const std::string &stream_path) {
 
 int main(int argc, char **argv) {
   if (argc != 3) {
-    std::fprintf(stderr, "usage: kelp_demo_report RECORDING.wav PACKETS.kelp\n");
+    std::cerr << "usage: kelp_demo_report RECORDING.wav PACKETS.kelp\n";
     return 2;
   }
   try {
     kelp_init();
     report(argv[1], argv[2]);
   } catch (const std::exception &error) {
-    std::fprintf(stderr, "kelp_demo_report: %s\n", error.what());
+    std::cerr << "kelp_demo_report: " << error.what() << '\n';
     return 1;
   }
   return 0;

@@ -12,7 +12,7 @@ void show_stream(const Options &options) {
   PacketReader stream(options.input);
   RateTally tally;
   const auto show = [&] {
-    if (!options.quiet) std::fputs(tally.report().c_str(), stdout);
+    if (!options.quiet) std::printf("%s", tally.report().c_str());
   };
   try {
     for (Packet packet; stream.next(packet);) tally.add(packet.rate());

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 
 #include "kelp.h"
 #include "tools/kelp/commands.h"
@@ -29,9 +30,7 @@ constexpr const char *kExamples =
 A .kelp stream is packets back to back; the first byte of a packet tells its length.
 Exit status: 0 done, 1 failed, 2 wrong usage.)";
 
-}  // namespace
-
-int main(int argc, char **argv) {
+int run(int argc, char **argv) {
   CLI::App app("Encodes, decodes and inspects narrow-band speech (TIA/EIA IS-733)", "kelp");
   app.footer(kExamples);
   app.set_version_flag("--version", "kelp " KELP_VERSION_STRING);
@@ -61,17 +60,23 @@ int main(int argc, char **argv) {
     return app.exit(error) == 0 ? kDone : kWrongUsage;
   }
 
+  kelp_init();
+  if (*encode) encode_recording(options);
+  if (*decode) decode_stream(options);
+  if (*info) show_stream(options);
+  if (std::fflush(stdout) != 0)
+    throw system_failure("standard output", "cannot be written", "see where it goes");
+  return kDone;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
   try {
-    kelp_init();
-    if (*encode) encode_recording(options);
-    if (*decode) decode_stream(options);
-    if (*info) show_stream(options);
-    if (std::fflush(stdout) != 0)
-      throw system_failure("standard output", "cannot be written", "see where it goes");
+    return run(argc, argv);
   } catch (const std::exception &error) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "kelp: %s\n", error.what());
+    static_cast<void>(std::fflush(stdout));  // a fault of it has nowhere else to go
+    std::cerr << "kelp: " << error.what() << '\n';
     return kFailed;
   }
-  return kDone;
 }

@@ -25,7 +25,8 @@ char temporary_name[4096];
 
 void remove_and_end(int signal_number) {
   unlink(temporary_name);
-  raise(signal_number);  // SA_RESETHAND has put the default action back, which ends the program
+  // SA_RESETHAND has put the default action back, which ends the program.
+  static_cast<void>(raise(signal_number));
 }
 
 void remove_on_signals() {
@@ -37,7 +38,8 @@ void remove_on_signals() {
     sigaction(number, nullptr, &before);
     if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);  // nohup stays in force
   }
-  signal(SIGXFSZ, SIG_IGN);  // a file-size limit then is an error of write, reported like any other
+  // A file-size limit then is an error of write, reported like any other.
+  static_cast<void>(signal(SIGXFSZ, SIG_IGN));
 }
 
 }  // namespace
@@ -88,9 +90,10 @@ void OutputFile::commit() {
   const int descriptor = descriptor_;
   descriptor_ = -1;
   if (close(descriptor) != 0 || std::rename(temporary_name, path_.c_str()) != 0) {
-    const Failure failure = system_failure(path_, "cannot be completed", kMakeRoom);
+    const int cause = errno;
     unlink(temporary_name);
-    throw failure;
+    errno = cause;
+    throw system_failure(path_, "cannot be completed", kMakeRoom);
   }
 }
 

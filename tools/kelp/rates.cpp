@@ -11,7 +11,7 @@ namespace {
 template <typename... Values>
 std::string line(const char *format, Values... values) {
   char text[160];
-  std::snprintf(text, sizeof text, format, values...);
+  static_cast<void>(std::snprintf(text, sizeof text, format, values...));
   return text;
 }
 

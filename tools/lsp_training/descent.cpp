@@ -234,12 +234,12 @@ void descend(const std::vector<training_frame> &frames, const stage &plan, uint6
   const size_t batch = std::min(kBatch, frames.size());
   const size_t updates = frames.size() / batch;
   const auto all = static_cast<double>(updates) * plan.passes;
-  double done = 0;
+  size_t done = 0;
   for (int pass = 0; pass < plan.passes; pass++) {
     std::shuffle(order.begin(), order.end(), random);
     double sum = 0;
     for (size_t u = 0; u < updates; u++, done++) {
-      const double left = 1 - done / all;
+      const double left = 1 - static_cast<double>(done) / all;
       const auto width = static_cast<float>(plan.widest * (0.15 + 0.85 * left * left));
       sum += cost_gradient(frames, &order[u * batch], batch, steps.rows(), width, &gradient);
       adam.update(gradient, plan.boldest * (0.02 + left * left), &steps);

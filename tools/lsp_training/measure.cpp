@@ -35,10 +35,10 @@ std::vector<judged_frame> judge_all(const std::vector<speech_frame> &frames,
 void tally::add(const judged_frame &frame) {
   frames++;
   sum_db += frame.distance_db;
-  above_2db += frame.distance_db > 2;
-  above_4db += frame.distance_db > 4;
-  refused += frame.refused;
-  refused_as_it_is += frame.refused && frame.refused_as_it_is;
+  if (frame.distance_db > 2) above_2db++;
+  if (frame.distance_db > 4) above_4db++;
+  if (frame.refused) refused++;
+  if (frame.refused && frame.refused_as_it_is) refused_as_it_is++;
 }
 
 }  // namespace kelp::training

@@ -166,7 +166,7 @@ candidate nearest(const row_table &rows, const training_frame &frame, size_t spl
       const float e2 = target2 - rows.both[at + i];
       const float e = e1 * e1 * weight1 + e2 * e2 * weight2;
       const auto r = static_cast<uint32_t>(at + i);
-      const bool better = (e < error[i]) & (r != static_cast<uint32_t>(except));
+      const bool better = e < error[i] && r != static_cast<uint32_t>(except);
       error[i] = better ? e : error[i];
       row[i] = better ? r : row[i];
     }

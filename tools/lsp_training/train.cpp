@@ -23,7 +23,7 @@ namespace {
 
 void print_progress(int pass, double mean_cost) {
   if (pass % 10 == 9) std::printf("pass %3d: cost %.4f\n", pass + 1, mean_cost);
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));  // only to be seen at once
 }
 
 void print_quality(const std::vector<speech_frame> &frames, const codebooks &books) {
@@ -43,7 +43,8 @@ int main(int argc, char **argv) {
     return 2;
   }
   const uint64_t seed = argc > 3 ? std::strtoull(argv[3], nullptr, 10) : 1;
-  const int passes = argc > 4 ? std::max(1, std::atoi(argv[4])) : 60;
+  const int passes =
+      argc > 4 ? std::max(1, static_cast<int>(std::strtol(argv[4], nullptr, 10))) : 60;
   const std::vector<speech_frame> frames = active_frames(argv[1]);
   if (frames.size() < 10000) {
     std::cerr << argv[1] << ": only " << frames.size()

@@ -118,6 +118,7 @@ std::vector<bool> active_frames(signal samples) {
   std::sort(sorted.begin(), sorted.end());
   const double least = sorted[(sorted.size() - 1) * 95 / 100] * power_ratio(-kActiveRange_db);
   std::vector<bool> active;
+  active.reserve(energies.size());
   for (const double one : energies) active.push_back(one > 0 && one >= least);
   return active;
 }
