@@ -215,7 +215,7 @@ TEST(Interface, LifeOfAHandle) {
     EXPECT_EQ(err, KELP_OK);
     if (!f.decodes()) f.flush(other);
     f.remove(other);
-    for (const uint64_t calls : {42, 43}) {
+    for (const uint64_t calls : {42U, 43U}) {
       EXPECT_EQ(c.process(c.handle, c.packet_bytes, 40), KELP_OK);
       EXPECT_EQ(c.info.calls, calls);
       f.flush(c.handle);
