@@ -39,6 +39,8 @@ int32_t kcmn_bsw_write(kcmn_bsw_state *state, uint32_t value, int32_t bits) {
   uint32_t left_aligned = kelp::shift_left_u(value, 32 - bits);
   while (bits >= 1) {
     const int32_t count = std::min(bits, state->room);
+    // Room is never 0, so count is not either.
+    // cppcheck-suppress shiftTooManyBits
     append(state, left_aligned >> (32 - count), count);
     bits -= count;
     left_aligned <<= count;

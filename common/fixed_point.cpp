@@ -12,7 +12,7 @@ namespace kelp {
 namespace {
 
 // Integer square root, rounded down, for table generation.
-constexpr uint64_t floor_sqrt(uint64_t x) {
+consteval uint64_t floor_sqrt(uint64_t x) {
   uint64_t root = 0;
   for (uint64_t bit = uint64_t{1} << 31; bit != 0; bit >>= 1) {
     if ((root | bit) * (root | bit) <= x) root |= bit;
@@ -22,14 +22,15 @@ constexpr uint64_t floor_sqrt(uint64_t x) {
 
 // Entry i is round(16384 / sqrt((16 + i) / 64)), at most 32767. 16384 / sqrt(m / 64) is
 // sqrt(2^34 / m), and round(y) is floor((floor(2 y) + 1) / 2).
-constexpr auto kInvSqrt = [] {
+consteval std::array<int16_t, 49> make_inv_sqrt() {
   std::array<int16_t, 49> table{};
   for (uint64_t i = 0; i < table.size(); i++) {
     const uint64_t rounded = (floor_sqrt((uint64_t{1} << 36) / (16 + i)) + 1) / 2;
     table[i] = static_cast<int16_t>(rounded > 32767 ? 32767 : rounded);
   }
   return table;
-}();
+}
+constexpr auto kInvSqrt = make_inv_sqrt();
 static_assert(kInvSqrt[0] == 32767 && kInvSqrt[16] == 23170 && kInvSqrt[48] == 16384);
 
 }  // namespace

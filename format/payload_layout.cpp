@@ -63,7 +63,7 @@ constexpr payload_piece kEighthRate[] = {
     {filler, 3, 0, 1}, {lsp_bit, 9, 0, 1}, {cb_gain, 0, 0, 2}, {check, 0, 0, 4},
 };
 
-constexpr int bits(std::span<const payload_piece> layout) {
+consteval int bits(std::span<const payload_piece> layout) {
   int sum = 0;
   for (const payload_piece &piece : layout) sum += piece.width;
   return sum;

@@ -43,7 +43,7 @@ bool predict(const double *x, size_t count, std::array<double, kOrder + 1> *a) {
     double sum = 0;
     for (size_t j = 0; j < i; j++) sum += (*a)[j] * r[i - j];
     const double k = -sum / error;
-    const auto old = *a;
+    const std::array<double, kOrder + 1> old = *a;
     for (size_t j = 1; j <= i; j++) (*a)[j] = old[j] + k * old[i - j];
     error *= 1 - k * k;
     if (!(error > 0)) return false;
