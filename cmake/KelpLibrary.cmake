@@ -12,6 +12,16 @@ if(KELP_SANITIZE)
   target_link_options(kelp_flags INTERFACE -fsanitize=${KELP_SANITIZE})
 endif()
 
+if(KELP_COVERAGE)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    message(FATAL_ERROR "KELP_COVERAGE needs clang")
+  endif()
+  # Tests run threads: counters that are not atomic lose counts and come out below zero.
+  target_compile_options(kelp_flags INTERFACE
+    -fprofile-instr-generate -fcoverage-mapping -fprofile-update=atomic)
+  target_link_options(kelp_flags INTERFACE -fprofile-instr-generate)
+endif()
+
 set(KELP_SOURCES
   common/aligned_memory.cpp
   common/bit_reader.cpp
@@ -115,9 +125,12 @@ target_link_options(kelp PRIVATE
 if(KELP_SANITIZE)
   target_link_options(kelp PRIVATE -fsanitize=${KELP_SANITIZE})
   target_link_options(kelp_static PUBLIC -fsanitize=${KELP_SANITIZE})
-else()
+elseif(NOT KELP_COVERAGE)
   target_link_options(kelp PRIVATE -nodefaultlibs -Wl,-z,defs)
   target_link_libraries(kelp PRIVATE c)
+endif()
+if(KELP_COVERAGE)
+  target_link_options(kelp PRIVATE -fprofile-instr-generate)
 endif()
 
 include(GNUInstallDirs)

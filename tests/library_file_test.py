@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 # Copyright 2026 The libkelp authors
 # SPDX-License-Identifier: Apache-2.0
-"""The shared library as a file:  library_file_test.py READELF LIBRARY HOST EXPORTS SANITIZERS"""
+"""The shared library as a file:  library_file_test.py READELF LIBRARY HOST EXPORTS INSTRUMENTS"""
 
 import re
 import subprocess
 import sys
 import unittest
 
-READELF, LIBRARY, HOST, EXPORTS, SANITIZERS = sys.argv[1:6]
+READELF, LIBRARY, HOST, EXPORTS, INSTRUMENTS = sys.argv[1:6]
 
 
 def readelf(option, path=LIBRARY):
@@ -55,7 +55,7 @@ class LibraryFile(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    if SANITIZERS:
-        print("skipped: sanitizers add libraries and symbols of their own")
+    if INSTRUMENTS:
+        print("skipped: sanitizers and coverage add libraries and symbols of their own")
         sys.exit(77)
     unittest.main(argv=sys.argv[:1])
