@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "common/synthesis.h"
+#include "enc/search_kernels.h"
 #include "format/payload.h"
 #include "kelp.h"
 
@@ -85,6 +86,7 @@ struct encoder_state {
 // One frame's data, each part written by the stage named.
 struct encoder_frame {
   kcmn_bsw_state *writer;
+  const search_kernels *searches;
   int32_t rate;                                   // rate decision
   int32_t autocorrelation[kAutocorrelations];     // analysis, scaled for the rate decision
   int16_t lpc_q10[kLpcOrder];                     // analysis: A(z) = 1 - sum of a_i z^-i
@@ -101,6 +103,7 @@ struct encoder_handle {
   uint32_t tag;
   kcmn_bsw_state writer;
   encoder_frame *frame;
+  const search_kernels *searches;  // for this processor
   encoder_state state;
   kelp_config config;
   encoder_handle *self;

@@ -34,7 +34,8 @@ pitch_parameters encode_pitch(encoder_frame *frame, const encoder_state &state, 
   int32_t target[kPitchSubframe];
   make_target(frame->weighted_speech + i * kPitchSubframe, silence, frame->coefficients[i], state,
               kPitchSubframe, target);
-  const pitch_candidate best = search_pitch(target, h, state.local_decoder.pitch.history);
+  const pitch_candidate best =
+      search_pitch(*frame->searches, target, h, state.local_decoder.pitch.history);
 
   pitch_parameters pitch = {best.lag, best.fraction, 0};
   payload_codes &codes = frame->codes;
@@ -45,18 +46,21 @@ pitch_parameters encode_pitch(encoder_frame *frame, const encoder_state &state, 
   return pitch;
 }
 
-// Codebook subframe j of pitch subframe i, n samples.
+// Codebook subframe j of pitch subframe i, n samples. At full rate the filtered codebook is that of
+// the pitch subframe.
 void encode_codebook(encoder_frame *frame, encoder_state *state, const pitch_parameters &pitch,
-                     int i, int j, int n, const int32_t h[kImpulseResponse]) {
+                     int i, int j, int n, const int32_t h[kImpulseResponse],
+                     filtered_codebook *filtered) {
   const subframe_coefficients &coefficients = frame->coefficients[i];
-  const bool full = frame->rate == KELP_RATE_FULL;
   int32_t contribution[kPitchSubframe];
   int32_t target[kPitchSubframe];
   predict_pitch(pitch, state->local_decoder.pitch.history, n, contribution);
   make_target(frame->weighted_speech + i * kPitchSubframe + j * n, contribution, coefficients,
               *state, n, target);
   const codebook_choice choice =
-      search_codebook(target, h, full ? kelp_tbl_cb : kelp_tbl_cb_half, n);
+      frame->rate == KELP_RATE_FULL
+          ? search_codebook(*frame->searches, *filtered, target)
+          : search_long_codebook(*frame->searches, h, kelp_tbl_cb_half, target, filtered);
 
   codebook_record record = {};
   codebook_codes codes = {};
@@ -71,15 +75,24 @@ void encode_codebook(encoder_frame *frame, encoder_state *state, const pitch_par
   state->previous_gain_q16 = std::abs(record.gain_q16);
 }
 
+void encode_codebooks(encoder_frame *frame, encoder_state *state, const pitch_parameters &pitch,
+                      int i, const int32_t h[kImpulseResponse]) {
+  const int count = kelp_tbl_cb_sf[frame->rate] / kelp_tbl_pitch_sf[frame->rate];
+  filtered_codebook filtered;
+  if (frame->rate == KELP_RATE_FULL) {
+    frame->searches->filter_codebook(kelp_tbl_cb, h, 0, &filtered);
+  }
+  for (int j = 0; j < count; j++) {
+    encode_codebook(frame, state, pitch, i, j, kPitchSubframe / count, h, &filtered);
+  }
+}
+
 void encode_speech(encoder_frame *frame, encoder_state *state) {
-  const int codebook_subframes = kelp_tbl_cb_sf[frame->rate] / kelp_tbl_pitch_sf[frame->rate];
   for (int i = 0; i < 4; i++) {
     int32_t h[kImpulseResponse];
     impulse_response(frame->coefficients[i], h);
     const pitch_parameters pitch = encode_pitch(frame, *state, i, h);
-    for (int j = 0; j < codebook_subframes; j++) {
-      encode_codebook(frame, state, pitch, i, j, kPitchSubframe / codebook_subframes, h);
-    }
+    encode_codebooks(frame, state, pitch, i, h);
   }
   state->eighth_rate_run = 0;
 }

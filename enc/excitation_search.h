@@ -7,13 +7,9 @@
 
 #include "common/synthesis.h"
 #include "enc/encoder_state.h"
+#include "enc/search_kernels.h"
 
 namespace kelp {
-
-inline constexpr int kPitchSubframe = 40;
-inline constexpr int kImpulseResponse = 20;  // taps of the weighted synthesis filter that count
-inline constexpr int kMinLag = 17;
-inline constexpr int kMaxLag = 143;
 
 // Searches and quantizes the frame's excitation by its rate, and runs the local decoder so that the
 // encoder's memories follow what a decoder makes of the packet. Rates that are never sent leave all
@@ -26,11 +22,6 @@ void encode_noise(encoder_frame *frame, encoder_state *state);
 // Response of the weighted synthesis filter to an impulse of 16384.
 void impulse_response(const subframe_coefficients &coefficients, int32_t h[kImpulseResponse]);
 
-// Moves y on by one sample, `first` in front, and adds that sample's response: y[0] = first,
-// y[k] += (first * h[k]) >> 14 for k = 1 .. min(n, 20) - 1.
-void shift_in(int32_t *y, int32_t first, const int32_t h[kImpulseResponse], int n);
-void kelpe_recursive_conv(int32_t *y, const int32_t h[kImpulseResponse], int n);
-
 // A lag, and the correlation and energy of the past excitation it selects.
 struct pitch_candidate {
   int32_t lag;       // 17 .. 143, 0 when none was admitted
@@ -42,25 +33,20 @@ struct pitch_candidate {
 // The lag whose filtered past excitation matches the target best.
 //   target   40 samples, Q14 of the weighted speech
 //   history  kPitchHistory samples of excitation, newest first
-pitch_candidate search_pitch(const int32_t target[kPitchSubframe],
+pitch_candidate search_pitch(const search_kernels &kernels, const int32_t target[kPitchSubframe],
                              const int32_t h[kImpulseResponse], const int32_t *history);
-
-// Adds the correlation of target and filtered excitation y at `lag` to *exy; energy of y, held to
-// 31 bits. Lags below the subframe repeat y once.
-void kelpe_calc_exy_eyy(const int32_t target[kPitchSubframe], const int32_t y[kPitchSubframe],
-                        int32_t lag, int64_t *exy, int32_t *eyy);
 
 // Optimal pitch gain of a candidate, Q14.
 int32_t pitch_gain_q14(const pitch_candidate &candidate);
 
-struct codebook_choice {
-  int32_t gain_q16;  // optimal, not quantized
-  int32_t index;     // 0 .. 127
-};
-
-// The stretch of the circular codebook (and its gain) that matches the target of n samples best.
-codebook_choice search_codebook(const int32_t *target, const int32_t h[kImpulseResponse],
-                                const int16_t codebook[128], int n);
+// The stretch of the circular codebook (and its gain) that matches the target best: of ten samples,
+// from a codebook that is filtered already; of forty, which nothing else shares.
+codebook_choice search_codebook(const search_kernels &kernels, const filtered_codebook &filtered,
+                                const int32_t target[filtered_codebook::kSamples]);
+codebook_choice search_long_codebook(const search_kernels &kernels, const int32_t *h,
+                                     const int16_t codebook[kCodebook],
+                                     const int32_t target[kPitchSubframe],
+                                     filtered_codebook *filtered);
 
 // The local decoder: as kelpd_cmn_dec, with the encoder's roundings.
 int32_t kelpe_cmn_dec(int32_t rate, encoder_state *state, const subframe_coefficients &coefficients,

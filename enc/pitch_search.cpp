@@ -12,10 +12,6 @@
 namespace kelp {
 namespace {
 
-// Lags on either side that only serve the half-sample interpolator.
-constexpr int kFirstLag = kMinLag - 2;
-constexpr int kLastLag = kMaxLag + 2;
-constexpr int kLags = kLastLag - kFirstLag + 1;
 constexpr int kMaxHalfLag = 139;
 // Below this energy a lag has nothing to offer.
 constexpr int32_t kLeastEnergy = 9;
@@ -50,57 +46,12 @@ int64_t half_lag_correlation(const int64_t *exy) {
   return sum >> 14;
 }
 
-struct lag_scores {
-  int64_t exy[kLags];
-  int32_t eyy[kLags];
-};
-
-// Correlations of every lag. Each lag's filtered excitation is the one before, a sample later, with
-// one more sample's response.
-void correlate_lags(const int32_t *target, const int32_t *h, const int32_t *history,
-                    lag_scores *scores) {
-  int32_t y[kPitchSubframe] = {};
-  for (int lag = 1; lag <= kLastLag; lag++) {
-    shift_in(y, history[lag - 1], h, kPitchSubframe);
-    if (lag < kFirstLag) continue;
-    const int i = lag - kFirstLag;
-    scores->exy[i] = 0;
-    kelpe_calc_exy_eyy(target, y, lag, &scores->exy[i], &scores->eyy[i]);
-  }
-}
-
 }  // namespace
 
-void kelpe_recursive_conv(int32_t *y, const int32_t h[kImpulseResponse], int n) {
-  if (y[0] == 0) return;
-  for (int k = 1; k < std::min(n, kImpulseResponse); k++) {
-    y[k] = wrap_add(y[k], low32(product(y[0], h[k]) >> 14));
-  }
-}
-
-void shift_in(int32_t *y, int32_t first, const int32_t h[kImpulseResponse], int n) {
-  std::copy_backward(y, y + n - 1, y + n);
-  y[0] = first;
-  kelpe_recursive_conv(y, h, n);
-}
-
-void kelpe_calc_exy_eyy(const int32_t target[kPitchSubframe], const int32_t y[kPitchSubframe],
-                        int32_t lag, int64_t *exy, int32_t *eyy) {
-  int64_t energy = 0;
-  for (int n = 0; n < kPitchSubframe; n++) {
-    // One repetition only, of the vector as it is without it.
-    const int32_t v = n >= lag ? wrap_add(y[n], y[n - lag]) : y[n];
-    *exy = wrap_add64(*exy, product(v, target[n]) >> 18);
-    energy += product(v, v) >> 18;
-  }
-  // Held, not wrapped: a wrapped energy drives the gain of loud speech to its end.
-  *eyy = static_cast<int32_t>(std::min<int64_t>(energy >> 7, std::numeric_limits<int32_t>::max()));
-}
-
-pitch_candidate search_pitch(const int32_t target[kPitchSubframe],
+pitch_candidate search_pitch(const search_kernels &kernels, const int32_t target[kPitchSubframe],
                              const int32_t h[kImpulseResponse], const int32_t *history) {
   lag_scores scores;
-  correlate_lags(target, h, history, &scores);
+  kernels.correlate_lags(target, h, history, &scores);
   const int32_t ex = low32(energy(target, kPitchSubframe, 0) >> 28);
   const int32_t eight_ex = wrap_mul(8, ex);
 

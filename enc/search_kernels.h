@@ -1,0 +1,85 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// The loops of the encoder's searches that take most of its time, as a table of functions: the
+// plain ones, which define the results, or those of an instruction set, which equal them bit for
+// bit. A table is chosen when an encoder is created and kept in its handle.
+#ifndef KELP_ENC_SEARCH_KERNELS_H
+#define KELP_ENC_SEARCH_KERNELS_H
+
+#include <cstdint>
+
+#include "common/cpu.h"
+
+namespace kelp {
+
+inline constexpr int kPitchSubframe = 40;
+inline constexpr int kImpulseResponse = 20;  // taps of the weighted synthesis filter that count
+inline constexpr int kMinLag = 17;
+inline constexpr int kMaxLag = 143;
+// Lags on either side that only serve the half-sample interpolator.
+inline constexpr int kFirstLag = kMinLag - 2;
+inline constexpr int kLastLag = kMaxLag + 2;
+inline constexpr int kLags = kLastLag - kFirstLag + 1;
+inline constexpr int kCodebook = 128;
+
+// Correlation with the target and energy of the past excitation, filtered, at lags kFirstLag ..
+// kLastLag.
+struct lag_scores {
+  int64_t exy[kLags];
+  int32_t eyy[kLags];
+};
+
+// Ten samples of each of a codebook's 128 candidates, as the weighted synthesis filter leaves them.
+// They serve every codebook subframe that has the same filter. Candidates stand in reverse, as
+// their samples do in the codebook: number i at place -i & 127.
+struct filtered_codebook {
+  static constexpr int kSamples = 10;
+  int32_t y[kSamples][kCodebook];
+  int32_t energy[kCodebook];  // sum of y * y >> 14, in 32-bit words
+  float inverse[kCodebook];   // 1 / energy, about; for estimates that only save work
+};
+
+struct codebook_choice {
+  int32_t gain_q16;  // optimal, not quantized
+  int32_t index;     // 0 .. 127
+};
+
+struct search_kernels {
+  // Scores of every lag.
+  //   target   40 samples
+  //   h        impulse response, Q14, h[0] = 16384
+  //   history  past excitation, newest first, kLastLag samples
+  void (*correlate_lags)(const int32_t *target, const int32_t *h, const int32_t *history,
+                         lag_scores *scores);
+
+  // Samples first .. first + 9 of the filtered candidates, `first` being 0, or the next ten after
+  // those in *filtered, to whose energies theirs are added.
+  void (*filter_codebook)(const int16_t *codebook, const int32_t *h, int first,
+                          filtered_codebook *filtered);
+
+  // Adds the sums of y * target >> 14, in 32-bit words, of each candidate to exy.
+  void (*correlate_codebook)(const filtered_codebook &filtered, const int32_t *target,
+                             int32_t *exy);
+
+  // The candidate of least error (the lowest number of those) and its gain.
+  codebook_choice (*choose_candidate)(const filtered_codebook &filtered, const int32_t *exy);
+};
+
+// Optimal gain and error of a candidate.
+struct candidate_score {
+  int32_t gain_q16;
+  int64_t error;
+};
+candidate_score score_candidate(int32_t exy, int32_t eyy);
+// No candidate with an error as large as this is chosen.
+inline constexpr int64_t kLargestError = 16384000000000;
+
+// The fastest one for these instructions.
+const search_kernels &search_kernels_for(instruction_set set);
+
+extern const search_kernels kPlainSearches;
+
+}  // namespace kelp
+
+#endif  // KELP_ENC_SEARCH_KERNELS_H

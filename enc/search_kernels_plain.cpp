@@ -1,0 +1,107 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// The searches' loops as they are defined.
+
+#include <algorithm>
+#include <limits>
+
+#include "common/wrapping.h"
+#include "enc/search_kernels.h"
+
+namespace kelp {
+namespace {
+
+// Moves y on by one sample, `first` in front, and adds that sample's response.
+void shift_in(int32_t *y, int32_t first, const int32_t *h, int n) {
+  std::copy_backward(y, y + n - 1, y + n);
+  y[0] = first;
+  for (int k = 1; k < std::min(n, kImpulseResponse); k++) {
+    y[k] = wrap_add(y[k], low32(product(first, h[k]) >> 14));
+  }
+}
+
+// Lags below the subframe repeat the vector once, as it is without that.
+void score_lag(const int32_t *target, const int32_t *y, int lag, int64_t *exy, int32_t *eyy) {
+  int64_t correlation = 0;
+  int64_t energy = 0;
+  for (int n = 0; n < kPitchSubframe; n++) {
+    const int32_t v = n >= lag ? wrap_add(y[n], y[n - lag]) : y[n];
+    correlation += product(v, target[n]) >> 18;
+    energy += product(v, v) >> 18;
+  }
+  *exy = correlation;
+  // Held, not wrapped: a wrapped energy drives the gain of loud speech to its end.
+  *eyy = static_cast<int32_t>(std::min<int64_t>(energy >> 7, std::numeric_limits<int32_t>::max()));
+}
+
+// Each lag's filtered excitation is the one before, a sample later, with one more sample's
+// response.
+void correlate_lags(const int32_t *target, const int32_t *h, const int32_t *history,
+                    lag_scores *scores) {
+  int32_t y[kPitchSubframe] = {};
+  for (int lag = 1; lag <= kLastLag; lag++) {
+    shift_in(y, history[lag - 1], h, kPitchSubframe);
+    if (lag < kFirstLag) continue;
+    const int i = lag - kFirstLag;
+    score_lag(target, y, lag, &scores->exy[i], &scores->eyy[i]);
+  }
+}
+
+// Sample k of a candidate is sample k - 1 of the next but for the response to its own first one.
+void filter_codebook(const int16_t *codebook, const int32_t *h, int first,
+                     filtered_codebook *filtered) {
+  if (first == 0) std::fill_n(filtered->energy, kCodebook, 0);
+  for (int r = 0; r < filtered_codebook::kSamples; r++) {
+    const int k = first + r;
+    int32_t row[kCodebook];
+    for (int i = 0; i < kCodebook; i++) {
+      const int32_t before = k == 0 ? 0 : filtered->y[(r + 9) % 10][(i + 1) % kCodebook];
+      const int32_t sample = 2 * codebook[i];  // Q14
+      const int32_t response = k < kImpulseResponse ? low32(product(sample, h[k]) >> 14) : 0;
+      row[i] = wrap_add(before, response);
+      filtered->energy[i] = wrap_add(filtered->energy[i], low32(product(row[i], row[i]) >> 14));
+    }
+    std::copy_n(row, kCodebook, filtered->y[r]);
+  }
+}
+
+void correlate_codebook(const filtered_codebook &filtered, const int32_t *target, int32_t *exy) {
+  for (int k = 0; k < filtered_codebook::kSamples; k++) {
+    for (int i = 0; i < kCodebook; i++) {
+      exy[i] = wrap_add(exy[i], low32(product(filtered.y[k][i], target[k]) >> 14));
+    }
+  }
+}
+
+codebook_choice choose_candidate(const filtered_codebook &filtered, const int32_t *exy) {
+  codebook_choice best = {};
+  int64_t best_error = kLargestError;
+  for (int i = 0; i < kCodebook; i++) {
+    const int place = -i & (kCodebook - 1);
+    const candidate_score current = score_candidate(exy[place], filtered.energy[place]);
+    if (current.error < best_error) {
+      best_error = current.error;
+      best = {current.gain_q16, i};
+    }
+  }
+  return best;
+}
+
+}  // namespace
+
+// Correlation, energy and gain are 32-bit words; the gain's product wraps.
+candidate_score score_candidate(int32_t exy, int32_t eyy) {
+  const uint32_t reciprocal = eyy == 0 ? 0 : 0x80000000U / magnitude(eyy);
+  const auto size = static_cast<int32_t>((magnitude(exy) >> 15) * reciprocal);
+  const int32_t gain = (exy < 0) != (eyy < 0) ? wrap_neg(size) : size;
+
+  const auto gain_square = static_cast<int64_t>(static_cast<uint64_t>(product(gain, gain)) >> 16);
+  const int64_t energy_term = wrap_mul64(gain_square, eyy) >> 16;
+  return {gain, wrap_sub64(energy_term, product(exy, gain) >> 15)};
+}
+
+const search_kernels kPlainSearches = {correlate_lags, filter_codebook, correlate_codebook,
+                                       choose_candidate};
+
+}  // namespace kelp
