@@ -70,20 +70,24 @@ set(KELP_SOURCES
   tables/trigonometric_tables.cpp)
 
 # Kernels of an instruction set: they alone are compiled for it, and run only where it is found.
+# Nobody looks at the floating-point exceptions of their estimates.
 if(KELP_PLAIN_KERNELS)
   add_compile_definitions(KELP_PLAIN_KERNELS)
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
   set(avx2 enc/search_kernels_avx2.cpp)
   set(avx512 enc/search_kernels_avx512.cpp)
   list(APPEND KELP_SOURCES ${avx2} ${avx512})
-  set_source_files_properties(${avx2} PROPERTIES COMPILE_OPTIONS "-mavx2")
-  set(flags -mavx512f -mavx512bw -mavx512dq -mavx512vl -mprefer-vector-width=512)
+  set_source_files_properties(${avx2} PROPERTIES COMPILE_OPTIONS "-mavx2;-fno-trapping-math")
+  set(flags -mavx512f -mavx512bw -mavx512dq -mavx512vl -mprefer-vector-width=512
+    -fno-trapping-math)
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)  # its own header's "undefined" vectors
     list(APPEND flags -Wno-uninitialized -Wno-maybe-uninitialized)
   endif()
   set_source_files_properties(${avx512} PROPERTIES COMPILE_OPTIONS "${flags}")
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
   list(APPEND KELP_SOURCES enc/search_kernels_neon.cpp)
+  set_source_files_properties(enc/search_kernels_neon.cpp PROPERTIES
+    COMPILE_OPTIONS -fno-trapping-math)
 endif()
 
 add_library(kelp_objects OBJECT ${KELP_SOURCES})

@@ -17,33 +17,54 @@ constexpr int kMaxHalfLag = 139;
 constexpr int32_t kLeastEnergy = 9;
 
 // The search keeps score in 32-bit words that wrap; both errors start from 8 Ex and fall by what
-// the candidate explains of it.
-int32_t fine_error(int32_t eight_ex, int64_t exy, int32_t eyy) {
-  if (eyy < kLeastEnergy) return eight_ex;
-  const int64_t scaled = exy / 128;
-  const int64_t explained = wrap_mul64(128, wrap_mul64(scaled, scaled) / 128) / eyy;
-  return low32(wrap_sub64(eight_ex, explained));
+// the candidate explains of it. A candidate is worth a division only if it could explain more than
+// the best one so far, which a product tells: q / d > bar exactly if q >= (bar + 1) * d.
+
+struct search_state {
+  int32_t eight_ex;
+  int32_t best_error;
+  pitch_candidate best;
+
+  // What a candidate must explain more than.
+  [[nodiscard]] int64_t bar() const { return int64_t{eight_ex} - best_error; }
+
+  void consider(int32_t error, const pitch_candidate &candidate) {
+    if (error >= best_error) return;
+    best_error = error;
+    best = candidate;
+  }
+};
+
+void consider_finely(search_state *state, const pitch_candidate &candidate) {
+  if (candidate.exy <= 0) return;
+  if (candidate.eyy < kLeastEnergy) return state->consider(state->eight_ex, candidate);
+  const int64_t scaled = candidate.exy / 128;
+  const int64_t square = wrap_mul64(128, wrap_mul64(scaled, scaled) / 128);
+  const int64_t bar = state->bar();  // 34 bits, the energy has 31
+  if (square >= 0 && bar >= 0 && square < (bar + 1) * candidate.eyy) return;
+  state->consider(low32(wrap_sub64(state->eight_ex, square / candidate.eyy)), candidate);
 }
 
-int32_t coarse_error(int32_t eight_ex, int64_t exy, int32_t eyy) {
-  if (eyy < kLeastEnergy) return eight_ex;
-  const int64_t scaled = exy / 128;
-  const uint64_t square = static_cast<uint64_t>(wrap_mul64(scaled, scaled)) >> 31;
-  const uint32_t reciprocal = 0x80000000U / static_cast<uint32_t>(eyy);
-  const uint32_t explained = static_cast<uint32_t>(square) * reciprocal;
-  return wrap_sub(eight_ex, static_cast<int32_t>(explained));
+void consider_coarsely(search_state *state, const pitch_candidate &candidate) {
+  if (candidate.exy <= 0) return;
+  if (candidate.eyy < kLeastEnergy) return state->consider(state->eight_ex, candidate);
+  const int64_t scaled = candidate.exy / 128;
+  const auto square =
+      static_cast<uint32_t>(static_cast<uint64_t>(wrap_mul64(scaled, scaled)) >> 31);
+  // Times the truncated reciprocal is never more than times 2^31 / eyy.
+  const int64_t bar = state->bar();
+  const bool bar_is_word = bar >= 0 && bar <= std::numeric_limits<int32_t>::max();
+  if (bar_is_word && int64_t{square} << 31 < (bar + 1) * candidate.eyy) return;
+  const uint32_t explained = square * (0x80000000U / static_cast<uint32_t>(candidate.eyy));
+  state->consider(wrap_sub(state->eight_ex, static_cast<int32_t>(explained)), candidate);
 }
 
-// Correlation half a sample after exy[1]: four taps, each product cut at bit 10, the sum at 14
-// more.
-int64_t half_lag_correlation(const int64_t *exy) {
-  constexpr int64_t kNear_q24 = 9116553;
-  constexpr int64_t kFar_q24 = -521384;
-  int64_t sum = wrap_mul64(exy[1], kNear_q24) >> 10;
-  sum += wrap_mul64(exy[2], kNear_q24) >> 10;
-  sum += wrap_mul64(exy[0], kFar_q24) >> 10;
-  sum += wrap_mul64(exy[3], kFar_q24) >> 10;
-  return sum >> 14;
+// The four taps of the correlation half a sample after a lag, each product cut at bit 10.
+int64_t near_tap(int64_t exy) {
+  return wrap_mul64(exy, 9116553) >> 10;
+}
+int64_t far_tap(int64_t exy) {
+  return wrap_mul64(exy, -521384) >> 10;
 }
 
 }  // namespace
@@ -52,33 +73,27 @@ pitch_candidate search_pitch(const search_kernels &kernels, const int32_t target
                              const int32_t h[kImpulseResponse], const int32_t *history) {
   lag_scores scores;
   kernels.correlate_lags(target, h, history, &scores);
+  const int64_t *const exy = scores.exy;
+  const int32_t *const eyy = scores.eyy;
   const int32_t ex = low32(energy(target, kPitchSubframe, 0) >> 28);
-  const int32_t eight_ex = wrap_mul(8, ex);
+  search_state state = {wrap_mul(8, ex), wrap_mul(12, ex), {}};
 
-  pitch_candidate best = {};
-  int32_t best_error = wrap_mul(12, ex);
-  const auto consider = [&](int32_t error, const pitch_candidate &candidate) {
-    if (error >= best_error || candidate.exy <= 0) return;
-    best_error = error;
-    best = candidate;
-  };
   for (int32_t lag = kMinLag; lag <= kMaxLag; lag++) {
     const int i = lag - kFirstLag;
-    consider(fine_error(eight_ex, scores.exy[i], scores.eyy[i]),
-             {lag, 0, scores.exy[i], scores.eyy[i]});
+    consider_finely(&state, {lag, 0, exy[i], eyy[i]});
   }
   // The best fine error stands against the coarse ones.
   for (int32_t lag = kMinLag; lag <= kMaxLag; lag++) {
     const int i = lag - kFirstLag;
-    consider(coarse_error(eight_ex, scores.exy[i], scores.eyy[i]),
-             {lag, 0, scores.exy[i], scores.eyy[i]});
+    consider_coarsely(&state, {lag, 0, exy[i], eyy[i]});
     if (lag > kMaxHalfLag) continue;
-    const int64_t exy = half_lag_correlation(scores.exy + i - 1);
-    const auto eyy = static_cast<int32_t>((int64_t{scores.eyy[i]} + scores.eyy[i + 1]) >> 1);
-    consider(coarse_error(eight_ex, exy, eyy), {lag, 2, exy, eyy});
+    const int64_t half_exy =
+        (near_tap(exy[i]) + near_tap(exy[i + 1]) + far_tap(exy[i - 1]) + far_tap(exy[i + 2])) >> 14;
+    const auto half_eyy = static_cast<int32_t>((int64_t{eyy[i]} + eyy[i + 1]) >> 1);
+    consider_coarsely(&state, {lag, 2, half_exy, half_eyy});
   }
-  if (best.eyy < 0) best = {};
-  return best;
+  if (state.best.eyy < 0) return {};
+  return state.best;
 }
 
 int32_t pitch_gain_q14(const pitch_candidate &candidate) {

@@ -189,6 +189,7 @@ void correlate_codebook(const filtered_codebook &filtered, const int32_t *target
 kelp::codebook_choice choose_candidate(const filtered_codebook &filtered, const int32_t *exy) {
   constexpr float kRoundings = 1.0F + 1.0F / (1 << 18);
   constexpr float kHuge = 1e13F;         // below 2^46: products of 64 bits hold
+  constexpr float kNotRuledOut = std::numeric_limits<float>::infinity();
   constexpr float kLargestGain = 16000;  // half of it where the gain's word would wrap
   float most[kCodebook];                 // the most that a candidate can gain
   int32_t key[kCodebook];  // the same to 16 bits, as an integer of the same order, with its number
@@ -196,10 +197,12 @@ kelp::codebook_choice choose_candidate(const filtered_codebook &filtered, const 
     const auto correlation = static_cast<float>(exy[i]);
     const float gain = correlation * filtered.inverse[i];
     const float gained = correlation * gain;
-    const bool sound =
-        filtered.energy[i] > 0 && gain < kLargestGain && gain > -kLargestGain && gained < kHuge;
     const float slack = static_cast<float>(filtered.energy[i]) * (1.0F / 65536) + 4;
-    most[i] = sound ? gained * kRoundings + slack : std::numeric_limits<float>::infinity();
+    float sound = gained * kRoundings + slack;
+    sound = filtered.energy[i] > 0 ? sound : kNotRuledOut;
+    sound = gain < kLargestGain ? sound : kNotRuledOut;
+    sound = gain > -kLargestGain ? sound : kNotRuledOut;
+    most[i] = gained < kHuge ? sound : kNotRuledOut;
   }
   std::memcpy(key, most, sizeof key);
   int32_t highest = 0;
