@@ -55,8 +55,8 @@ set(KELP_SOURCES
   enc/preprocess.cpp
   enc/rate_decision.cpp
   enc/rate_levels.cpp
-  enc/search_kernels.cpp
-  enc/search_kernels_plain.cpp
+  enc/kernels.cpp
+  enc/kernels_plain.cpp
   enc/weighting.cpp
   format/pack.cpp
   format/payload_layout.cpp
@@ -74,8 +74,8 @@ set(KELP_SOURCES
 if(KELP_PLAIN_KERNELS)
   add_compile_definitions(KELP_PLAIN_KERNELS)
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
-  set(avx2 enc/search_kernels_avx2.cpp)
-  set(avx512 enc/search_kernels_avx512.cpp)
+  set(avx2 enc/kernels_avx2.cpp)
+  set(avx512 enc/kernels_avx512.cpp)
   list(APPEND KELP_SOURCES ${avx2} ${avx512})
   set_source_files_properties(${avx2} PROPERTIES COMPILE_OPTIONS "-mavx2;-fno-trapping-math")
   set(flags -mavx512f -mavx512bw -mavx512dq -mavx512vl -mprefer-vector-width=512
@@ -85,8 +85,8 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
   endif()
   set_source_files_properties(${avx512} PROPERTIES COMPILE_OPTIONS "${flags}")
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
-  list(APPEND KELP_SOURCES enc/search_kernels_neon.cpp)
-  set_source_files_properties(enc/search_kernels_neon.cpp PROPERTIES
+  list(APPEND KELP_SOURCES enc/kernels_neon.cpp)
+  set_source_files_properties(enc/kernels_neon.cpp PROPERTIES
     COMPILE_OPTIONS -fno-trapping-math)
 endif()
 

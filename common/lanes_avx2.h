@@ -49,12 +49,29 @@ struct lanes {
     return _mm256_blend_epi32(_mm256_srli_epi64(even, 14), _mm256_slli_epi64(odd, 18), 0xAA);
   }
 
+  // The low words of a * b >> 24, and of a * b.
+  static words product24(words a, words b) {
+    const __m256i even = _mm256_mul_epi32(a, b);
+    const __m256i odd = _mm256_mul_epi32(odd_words(a), odd_words(b));
+    return _mm256_blend_epi32(_mm256_srli_epi64(even, 24), _mm256_slli_epi64(odd, 8), 0xAA);
+  }
+  static words low_product(words a, words b) { return _mm256_mullo_epi32(a, b); }
+
   // Sums of 64 bits, one for each word. There is no arithmetic shift of 64 bits: products are moved
   // up by 2^63 before a logical one, and the sum down again in the end.
   struct sums {
     __m256i even, odd;
   };
   static sums zero_sums() { return {_mm256_setzero_si256(), _mm256_setzero_si256()}; }
+  static sums splat_sums(int64_t x) { return {_mm256_set1_epi64x(x), _mm256_set1_epi64x(x)}; }
+  static void add_product(sums *s, words a, words b) {
+    s->even = _mm256_add_epi64(s->even, _mm256_mul_epi32(a, b));
+    s->odd = _mm256_add_epi64(s->odd, _mm256_mul_epi32(odd_words(a), odd_words(b)));
+  }
+  // The low words of sums >> 19.
+  static words low_words19(const sums &s) {
+    return _mm256_blend_epi32(_mm256_srli_epi64(s.even, 19), _mm256_slli_epi64(s.odd, 13), 0xAA);
+  }
   static void add_product18(sums *s, words a, words b) {
     const __m256i bias = _mm256_set1_epi64x(INT64_MIN);
     const __m256i even = _mm256_xor_si256(_mm256_mul_epi32(a, b), bias);

@@ -36,10 +36,26 @@ struct lanes {
     return _mm512_mask_blend_epi32(0xAAAA, _mm512_srli_epi64(even, 14), _mm512_slli_epi64(odd, 18));
   }
 
+  static words product24(words a, words b) {
+    const __m512i even = _mm512_mul_epi32(a, b);
+    const __m512i odd = _mm512_mul_epi32(odd_words(a), odd_words(b));
+    return _mm512_mask_blend_epi32(0xAAAA, _mm512_srli_epi64(even, 24), _mm512_slli_epi64(odd, 8));
+  }
+  static words low_product(words a, words b) { return _mm512_mullo_epi32(a, b); }
+
   struct sums {
     __m512i even, odd;
   };
   static sums zero_sums() { return {_mm512_setzero_si512(), _mm512_setzero_si512()}; }
+  static sums splat_sums(int64_t x) { return {_mm512_set1_epi64(x), _mm512_set1_epi64(x)}; }
+  static void add_product(sums *s, words a, words b) {
+    s->even = _mm512_add_epi64(s->even, _mm512_mul_epi32(a, b));
+    s->odd = _mm512_add_epi64(s->odd, _mm512_mul_epi32(odd_words(a), odd_words(b)));
+  }
+  static words low_words19(const sums &s) {
+    return _mm512_mask_blend_epi32(0xAAAA, _mm512_srli_epi64(s.even, 19),
+                                   _mm512_slli_epi64(s.odd, 13));
+  }
   static void add_product18(sums *s, words a, words b) {
     const __m512i even = _mm512_mul_epi32(a, b);
     const __m512i odd = _mm512_mul_epi32(odd_words(a), odd_words(b));

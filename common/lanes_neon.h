@@ -33,10 +33,24 @@ struct lanes {
     return vshrn_high_n_s64(low, vmull_high_s32(a, b), 14);
   }
 
+  static words product24(words a, words b) {
+    const int32x2_t low = vshrn_n_s64(vmull_s32(vget_low_s32(a), vget_low_s32(b)), 24);
+    return vshrn_high_n_s64(low, vmull_high_s32(a, b), 24);
+  }
+  static words low_product(words a, words b) { return vmulq_s32(a, b); }
+
   struct sums {
     int64x2_t low, high;
   };
   static sums zero_sums() { return {vdupq_n_s64(0), vdupq_n_s64(0)}; }
+  static sums splat_sums(int64_t x) { return {vdupq_n_s64(x), vdupq_n_s64(x)}; }
+  static void add_product(sums *s, words a, words b) {
+    s->low = vmlal_s32(s->low, vget_low_s32(a), vget_low_s32(b));
+    s->high = vmlal_high_s32(s->high, a, b);
+  }
+  static words low_words19(const sums &s) {
+    return vshrn_high_n_s64(vshrn_n_s64(s.low, 19), s.high, 19);
+  }
   static void add_product18(sums *s, words a, words b) {
     s->low = vsraq_n_s64(s->low, vmull_s32(vget_low_s32(a), vget_low_s32(b)), 18);
     s->high = vsraq_n_s64(s->high, vmull_high_s32(a, b), 18);

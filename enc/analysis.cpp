@@ -14,12 +14,20 @@ namespace {
 
 constexpr int kFrame = KELP_FRAME_SAMPLES;
 
-void apply_window(const int32_t speech[kFrame], int32_t windowed[kFrame]) {
+// Windowed speech with zeros behind it, so that every lag has as many products.
+struct windowed_speech {
+  int16_t x[kFrame + kAutocorrelations - 1];
+};
+
+windowed_speech apply_window(const int32_t speech[kFrame]) {
+  windowed_speech windowed{};
   for (int n = 0; n < kFrame; n++) {
     const auto i = static_cast<size_t>(n < kFrame / 2 ? n : kFrame - 1 - n);
     const int32_t p = wrap_mul(kAnalysisWindow_q15[i], speech[n]);
-    windowed[n] = p == 0x40000000 ? -32768 : low16(wrap_add(wrap_mul(p, 2), 0x8000) >> 16);
+    windowed.x[n] =
+        p == 0x40000000 ? int16_t{-32768} : low16(wrap_add(wrap_mul(p, 2), 0x8000) >> 16);
   }
+  return windowed;
 }
 
 // Autocorrelations with a block exponent: lag 0 fills 31 bits.
@@ -29,7 +37,7 @@ struct autocorrelation {
   int norm;      // normalising shift after it
 };
 
-autocorrelation correlate(const int32_t x[kFrame]) {
+autocorrelation correlate(const encoder_kernels &kernels, const int16_t *x) {
   autocorrelation r{};
   int32_t acc = 0;
   int shift = 1;
@@ -44,10 +52,16 @@ autocorrelation correlate(const int32_t x[kFrame]) {
   const int32_t energy = wrap_mul(acc, 2);  // 2^30 wraps: such a frame counts as silent
   r.norm = norm_32(energy);
   r.lag[0] = wrap_shl(energy, r.norm);
+  int32_t sums[kAutocorrelations];
+  kernels.autocorrelate(x, sums);
   for (int j = 1; j < kAutocorrelations; j++) {
-    acc = 0;
-    for (int n = 0; n < kFrame - j; n++) {
-      acc = wrap_add(acc, wrap_mul(2, x[n] * x[n + j]) >> r.halvings);
+    acc = wrap_mul(2, sums[j]);
+    // In loud frames each product is cut.
+    if (r.halvings > 0) {
+      acc = 0;
+      for (int n = 0; n < kFrame; n++) {
+        acc = wrap_add(acc, wrap_mul(2, x[n] * x[n + j]) >> r.halvings);
+      }
     }
     r.lag[j] = wrap_shl(acc, r.norm);
   }
@@ -109,9 +123,9 @@ void levinson(const int32_t *lag, int16_t lpc_q10[kLpcOrder]) {
 }  // namespace
 
 void kelpe_lsp(encoder_frame *frame, const encoder_state &state) {
-  int32_t windowed[kFrame];
-  apply_window(state.speech + kSpeechHistory, windowed);
-  autocorrelation r = correlate(windowed);
+  const encoder_kernels &kernels = *frame->kernels;
+  const windowed_speech windowed = apply_window(state.speech + kSpeechHistory);
+  autocorrelation r = correlate(kernels, windowed.x);
   if (r.lag[0] < 1) {
     make_silent(&r);
     std::fill_n(frame->lpc_q10, kLpcOrder, int16_t{0});
@@ -119,7 +133,7 @@ void kelpe_lsp(encoder_frame *frame, const encoder_state &state) {
     levinson(r.lag, frame->lpc_q10);
   }
   hand_on(r, frame->autocorrelation);
-  if (!find_lsps(frame->lpc_q10, frame->lsp)) {
+  if (!find_lsps(kernels, frame->lpc_q10, frame->lsp)) {
     std::copy_n(state.previous_lsp, kLpcOrder, frame->lsp);
   }
 }

@@ -7,14 +7,14 @@
 
 namespace kelp {
 
-codebook_choice search_codebook(const search_kernels &kernels, const filtered_codebook &filtered,
+codebook_choice search_codebook(const encoder_kernels &kernels, const filtered_codebook &filtered,
                                 const int32_t target[filtered_codebook::kSamples]) {
   int32_t exy[kCodebook] = {};
   kernels.correlate_codebook(filtered, target, exy);
   return kernels.choose_candidate(filtered, exy);
 }
 
-codebook_choice search_long_codebook(const search_kernels &kernels, const int32_t *h,
+codebook_choice search_long_codebook(const encoder_kernels &kernels, const int32_t *h,
                                      const int16_t codebook[kCodebook],
                                      const int32_t target[kPitchSubframe],
                                      filtered_codebook *filtered) {

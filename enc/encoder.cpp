@@ -30,7 +30,7 @@ int32_t kelpe_enc(void *handle, void *audio, void *packet, void *info) {
   std::memset(frame, 0, sizeof *frame);
   kcmn_bsw_init(writer, out->data, out->length, nullptr);
   frame->writer = writer;
-  frame->searches = encoder->searches;
+  frame->kernels = encoder->kernels;
 
   int32_t *const speech = state->speech + kSpeechHistory;
   kelp_pre_proc(&state->preprocess, pcm, speech);

@@ -9,16 +9,14 @@
 #include <cstdint>
 
 #include "common/synthesis.h"
-#include "enc/search_kernels.h"
+#include "enc/kernels.h"
 #include "format/payload.h"
 #include "kelp.h"
 
 namespace kelp {
 
-inline constexpr int kAutocorrelations = 17;  // lags 0 .. 16
 inline constexpr int kSpeechHistory = KELP_LOOKAHEAD_SAMPLES;
 inline constexpr int kSpeechBuffer = kSpeechHistory + KELP_FRAME_SAMPLES;
-inline constexpr int kRateFilterTaps = 17;
 inline constexpr int kDecimatedHistory = 60;
 
 // The encoder's last postfilter stage: an all-pole filter whose coefficients stay 0.
@@ -86,7 +84,7 @@ struct encoder_state {
 // One frame's data, each part written by the stage named.
 struct encoder_frame {
   kcmn_bsw_state *writer;
-  const search_kernels *searches;
+  const encoder_kernels *kernels;
   int32_t rate;                                   // rate decision
   int32_t autocorrelation[kAutocorrelations];     // analysis, scaled for the rate decision
   int16_t lpc_q10[kLpcOrder];                     // analysis: A(z) = 1 - sum of a_i z^-i
@@ -103,7 +101,7 @@ struct encoder_handle {
   uint32_t tag;
   kcmn_bsw_state writer;
   encoder_frame *frame;
-  const search_kernels *searches;  // for this processor
+  const encoder_kernels *kernels;  // for this processor
   encoder_state state;
   kelp_config config;
   encoder_handle *self;

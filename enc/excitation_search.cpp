@@ -35,7 +35,7 @@ pitch_parameters encode_pitch(encoder_frame *frame, const encoder_state &state, 
   make_target(frame->weighted_speech + i * kPitchSubframe, silence, frame->coefficients[i], state,
               kPitchSubframe, target);
   const pitch_candidate best =
-      search_pitch(*frame->searches, target, h, state.local_decoder.pitch.history);
+      search_pitch(*frame->kernels, target, h, state.local_decoder.pitch.history);
 
   pitch_parameters pitch = {best.lag, best.fraction, 0};
   payload_codes &codes = frame->codes;
@@ -59,8 +59,8 @@ void encode_codebook(encoder_frame *frame, encoder_state *state, const pitch_par
               *state, n, target);
   const codebook_choice choice =
       frame->rate == KELP_RATE_FULL
-          ? search_codebook(*frame->searches, *filtered, target)
-          : search_long_codebook(*frame->searches, h, kelp_tbl_cb_half, target, filtered);
+          ? search_codebook(*frame->kernels, *filtered, target)
+          : search_long_codebook(*frame->kernels, h, kelp_tbl_cb_half, target, filtered);
 
   codebook_record record = {};
   codebook_codes codes = {};
@@ -80,7 +80,7 @@ void encode_codebooks(encoder_frame *frame, encoder_state *state, const pitch_pa
   const int count = kelp_tbl_cb_sf[frame->rate] / kelp_tbl_pitch_sf[frame->rate];
   filtered_codebook filtered;
   if (frame->rate == KELP_RATE_FULL) {
-    frame->searches->filter_codebook(kelp_tbl_cb, h, 0, &filtered);
+    frame->kernels->filter_codebook(kelp_tbl_cb, h, 0, &filtered);
   }
   for (int j = 0; j < count; j++) {
     encode_codebook(frame, state, pitch, i, j, kPitchSubframe / count, h, &filtered);

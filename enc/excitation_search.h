@@ -7,7 +7,7 @@
 
 #include "common/synthesis.h"
 #include "enc/encoder_state.h"
-#include "enc/search_kernels.h"
+#include "enc/kernels.h"
 
 namespace kelp {
 
@@ -33,7 +33,7 @@ struct pitch_candidate {
 // The lag whose filtered past excitation matches the target best.
 //   target   40 samples, Q14 of the weighted speech
 //   history  kPitchHistory samples of excitation, newest first
-pitch_candidate search_pitch(const search_kernels &kernels, const int32_t target[kPitchSubframe],
+pitch_candidate search_pitch(const encoder_kernels &kernels, const int32_t target[kPitchSubframe],
                              const int32_t h[kImpulseResponse], const int32_t *history);
 
 // Optimal pitch gain of a candidate, Q14.
@@ -41,9 +41,9 @@ int32_t pitch_gain_q14(const pitch_candidate &candidate);
 
 // The stretch of the circular codebook (and its gain) that matches the target best: of ten samples,
 // from a codebook that is filtered already; of forty, which nothing else shares.
-codebook_choice search_codebook(const search_kernels &kernels, const filtered_codebook &filtered,
+codebook_choice search_codebook(const encoder_kernels &kernels, const filtered_codebook &filtered,
                                 const int32_t target[filtered_codebook::kSamples]);
-codebook_choice search_long_codebook(const search_kernels &kernels, const int32_t *h,
+codebook_choice search_long_codebook(const encoder_kernels &kernels, const int32_t *h,
                                      const int16_t codebook[kCodebook],
                                      const int32_t target[kPitchSubframe],
                                      filtered_codebook *filtered);

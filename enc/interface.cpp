@@ -76,7 +76,7 @@ void *kelpe_create(const kelp_config *config, int32_t *err) {
     return nullptr;
   }
   encoder->config = *config;
-  encoder->searches = &kelp::search_kernels_for(kelp::best_instruction_set());
+  encoder->kernels = &kelp::encoder_kernels_for(kelp::best_instruction_set());
   int32_t code = KELP_ERR_CONFIG;
   if (config->option == 0) {
     set_operations(encoder);

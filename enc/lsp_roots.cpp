@@ -42,9 +42,7 @@ int32_t lspdct(const int32_t polynomial[6], uint16_t w) {
   return low32((sum + 0x40000) >> 19);
 }
 
-uint16_t rsearch(const int32_t polynomial[6], uint16_t a, uint16_t b) {
-  int32_t fa = lspdct(polynomial, a);
-  int32_t fb = lspdct(polynomial, b);
+uint16_t rsearch(const int32_t polynomial[6], uint16_t a, uint16_t b, int32_t fa, int32_t fb) {
   if (product(fa, fb) > 0) return 0;
   if (fa == 0) return a;
   if (fb == 0) return 0;  // found as the left end of the next interval
@@ -69,16 +67,20 @@ uint16_t rsearch(const int32_t polynomial[6], uint16_t a, uint16_t b) {
   return a;
 }
 
-bool find_lsps(const int16_t lpc_q10[kLpcOrder], int32_t lsp[kLpcOrder]) {
+bool find_lsps(const encoder_kernels &kernels, const int16_t lpc_q10[kLpcOrder],
+               int32_t lsp[kLpcOrder]) {
   int32_t p[6];
   int32_t q[6];
   make_polynomials(lpc_q10, p, q);
 
   uint16_t bracket[6];  // the five roots of P, and the end of the last interval for Q
   int roots = 0;
+  int32_t values[kGridPoints];
+  kernels.evaluate_grid(p, values);
   uint16_t left = 0;
-  for (const uint16_t right : kLspGrid) {
-    if (const uint16_t root = rsearch(p, left, right)) {
+  for (size_t i = 0; i < kLspGrid.size(); i++) {
+    const uint16_t right = kLspGrid[i];
+    if (const uint16_t root = rsearch(p, left, right, values[i], values[i + 1])) {
       if (roots == 5) return false;
       bracket[roots++] = root;
     }
@@ -87,9 +89,12 @@ bool find_lsps(const int16_t lpc_q10[kLpcOrder], int32_t lsp[kLpcOrder]) {
   if (roots != 5) return false;
   bracket[5] = kHalfRate;
 
+  int32_t low = lspdct(q, bracket[0]);
   for (int m = 0; m < 5; m++) {
-    const uint16_t root = rsearch(q, bracket[m], bracket[m + 1]);
+    const int32_t high = lspdct(q, bracket[m + 1]);
+    const uint16_t root = rsearch(q, bracket[m], bracket[m + 1], low, high);
     if (root == 0) return false;
+    low = high;
     lsp[2 * m] = bracket[m];
     lsp[2 * m + 1] = root;
   }

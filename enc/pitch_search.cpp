@@ -69,7 +69,7 @@ int64_t far_tap(int64_t exy) {
 
 }  // namespace
 
-pitch_candidate search_pitch(const search_kernels &kernels, const int32_t target[kPitchSubframe],
+pitch_candidate search_pitch(const encoder_kernels &kernels, const int32_t target[kPitchSubframe],
                              const int32_t h[kImpulseResponse], const int32_t *history) {
   lag_scores scores;
   kernels.correlate_lags(target, h, history, &scores);

@@ -14,7 +14,6 @@
 namespace kelp {
 namespace {
 
-constexpr int kDecimated = KELP_FRAME_SAMPLES / 2;
 constexpr int32_t kNoiseMax = 5059644;
 constexpr int32_t kNoiseMin[2] = {10, 5};
 // Periodicity in Q13.
@@ -22,13 +21,18 @@ constexpr int32_t kUnvoiced = 3113;
 constexpr int32_t kVoiced = 4096;
 
 // Low-passes the weighted residual and keeps every second sample, behind the last 60 of before.
-void decimate(const int32_t *residual, rate_decision_state *d,
+void decimate(const encoder_kernels &kernels, const int32_t *residual, rate_decision_state *d,
               int32_t x[kDecimatedHistory + kDecimated]) {
-  int32_t filtered[KELP_FRAME_SAMPLES];
-  int32_t scratch[kRateFilterTaps - 1 + KELP_FRAME_SAMPLES];
-  filter_fir_linear(residual, scratch, filtered, KELP_FRAME_SAMPLES, &d->lowpass, 24, true);
+  constexpr int kPast = kRateFilterTaps - 1;
+  int32_t scratch[kPast + KELP_FRAME_SAMPLES];
+  load_memory(d->lowpass.memory, kPast, scratch);
+  for (int n = 0; n < KELP_FRAME_SAMPLES; n++) scratch[kPast + n] = wrap_shl(residual[n], 14);
+  store_memory(scratch, kPast + KELP_FRAME_SAMPLES, kPast, d->lowpass.memory);
+
   std::copy_n(d->decimated, kDecimatedHistory, x);
-  for (int n = 0; n < kDecimated; n++) x[kDecimatedHistory + n] = filtered[2 * n] >> 14;
+  int32_t *const filtered = x + kDecimatedHistory;
+  kernels.decimate(scratch, d->lowpass.taps, filtered);
+  for (int n = 0; n < kDecimated; n++) filtered[n] >>= 14;
   std::copy_n(x + kDecimated, kDecimatedHistory, d->decimated);
 }
 
@@ -39,17 +43,19 @@ int32_t correlation(const int32_t *x, const int32_t *y) {
 }
 
 // Twice the largest correlation over the two energies, Q13.
-int32_t periodicity(const int32_t *residual, rate_decision_state *d) {
+int32_t periodicity(const encoder_kernels &kernels, const int32_t *residual,
+                    rate_decision_state *d) {
   int32_t buffer[kDecimatedHistory + kDecimated];
-  decimate(residual, d, buffer);
+  decimate(kernels, residual, d, buffer);
   const int32_t *const x = buffer + kDecimatedHistory;
   int32_t best = 0;
-  int best_lag = 10;
-  for (int lag = 10; lag < kDecimatedHistory; lag++) {
-    const int32_t c = correlation(x, x - lag);
-    if (c > best) {
-      best = c;
-      best_lag = lag;
+  int best_lag = kFirstPeriod;
+  int32_t sums[kPeriods];
+  kernels.correlate_periods(x, sums);
+  for (int i = 0; i < kPeriods; i++) {
+    if (sums[i] > best) {
+      best = sums[i];
+      best_lag = kFirstPeriod + i;
     }
   }
   const int32_t energy = wrap_add(correlation(x, x), correlation(x - best_lag, x - best_lag)) / 2;
@@ -117,7 +123,7 @@ int32_t class_of_noise(int32_t noise, int32_t offset) {
 
 void kelpe_ratedec_step2(const encoder_frame &frame, encoder_state *state) {
   rate_decision_state *const d = &state->rate_decision;
-  const int32_t p = periodicity(frame.weighted_residual, d);
+  const int32_t p = periodicity(*frame.kernels, frame.weighted_residual, d);
   std::copy_n(frame.lsp, kLpcOrder, state->previous_lsp);
 
   for (int b = 0; b < 2; b++) {

@@ -18,6 +18,9 @@ extern const std::array<int32_t, KELP_FRAME_SAMPLES / 2> kAnalysisWindow_q15;
 // Upper ends of the 200 intervals that are searched for LSPs, 164 .. 32768.
 extern const std::array<uint16_t, 200> kLspGrid;
 
+// Row k: the cosine of k + 1 times each frequency of the grid, 0 before the first, Q24; see lspdct.
+extern const std::array<std::array<int32_t, 201>, 5> kLspGridCosines;
+
 }  // namespace kelp
 
 #endif  // KELP_TABLES_ANALYSIS_TABLES_H

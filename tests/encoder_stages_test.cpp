@@ -57,6 +57,7 @@ TEST(Preprocess, HighPassAndScaling) {
 encoder_frame analysed(int32_t (*speech)(int n)) {
   encoder_state state = {};
   encoder_frame frame = {};
+  frame.kernels = &kPlainKernels;
   for (int n = 0; n < kFrame; n++) state.speech[kSpeechHistory + n] = speech(n);
   std::iota(state.previous_lsp, state.previous_lsp + kLpcOrder, 1000);
   kelpe_lsp(&frame, state);
@@ -93,6 +94,7 @@ struct decision {
   }
   int32_t rate(int32_t energy) {
     encoder_frame frame = {};
+    frame.kernels = &kPlainKernels;
     frame.autocorrelation[0] = 2 * energy;
     kelpe_ratedec_step1(&frame, &state);
     return frame.rate;
@@ -192,6 +194,7 @@ TEST(NoiseFrame, HalvingFollowsTheClass) {
     kcmn_bsw_state writer;
     kcmn_bsw_init(&writer, bytes, 4, nullptr);
     encoder_frame frame = {};
+    frame.kernels = &kPlainKernels;
     frame.writer = &writer;
     frame.rate = 1;
     std::fill_n(frame.weighted_residual, kFrame, 150);

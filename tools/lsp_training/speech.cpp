@@ -84,6 +84,7 @@ std::vector<speech_frame> analyse_recording(const std::string &path) {
   }
   const auto state = std::make_unique<encoder_state>();
   const auto work = std::make_unique<encoder_frame>();
+  work->kernels = &encoder_kernels_for(best_instruction_set());
   int32_t *const speech = state->speech + kSpeechHistory;
   std::vector<speech_frame> frames;
   std::vector<double> level_db;
@@ -102,9 +103,9 @@ std::vector<speech_frame> analyse_recording(const std::string &path) {
     std::copy(exact->begin(), exact->end(), frame.exact.begin());
     const double level = 10 * std::log10(mean_square(pcm) / (32768.0 * 32768) + 1e-12);
     int32_t unused[kOrder];
-    frame.kind = level > kOverload_dbov              ? frame_kind::overloaded
-                 : !find_lsps(work->lpc_q10, unused) ? frame_kind::fell_back
-                                                     : frame_kind::active;
+    frame.kind = level > kOverload_dbov                              ? frame_kind::overloaded
+                 : !find_lsps(*work->kernels, work->lpc_q10, unused) ? frame_kind::fell_back
+                                                                     : frame_kind::active;
     frames.push_back(frame);
     level_db.push_back(level);
     std::copy_n(work->lsp, kOrder, state->previous_lsp);

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <limits>
 
-#include "enc/search_kernels.h"
+#include "enc/kernels.h"
 
 namespace {
 
@@ -188,7 +188,7 @@ void correlate_codebook(const filtered_codebook &filtered, const int32_t *target
 // ruled out.
 kelp::codebook_choice choose_candidate(const filtered_codebook &filtered, const int32_t *exy) {
   constexpr float kRoundings = 1.0F + 1.0F / (1 << 18);
-  constexpr float kHuge = 1e13F;         // below 2^46: products of 64 bits hold
+  constexpr float kHuge = 1e13F;  // below 2^46: products of 64 bits hold
   constexpr float kNotRuledOut = std::numeric_limits<float>::infinity();
   constexpr float kLargestGain = 16000;  // half of it where the gain's word would wrap
   float most[kCodebook];                 // the most that a candidate can gain

@@ -1,13 +1,15 @@
 // Copyright 2026 The libkelp authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// The searches' loops as they are defined.
+// The loops as they are defined.
 
 #include <algorithm>
 #include <limits>
 
 #include "common/wrapping.h"
-#include "enc/search_kernels.h"
+#include "enc/analysis.h"
+#include "enc/kernels.h"
+#include "tables/analysis_tables.h"
 
 namespace kelp {
 namespace {
@@ -88,6 +90,36 @@ codebook_choice choose_candidate(const filtered_codebook &filtered, const int32_
   return best;
 }
 
+void autocorrelate(const int16_t *x, int32_t sums[kAutocorrelations]) {
+  for (int lag = 0; lag < kAutocorrelations; lag++) {
+    sums[lag] = 0;
+    for (int n = 0; n < KELP_FRAME_SAMPLES; n++) sums[lag] = wrap_add(sums[lag], x[n] * x[n + lag]);
+  }
+}
+
+void evaluate_grid(const int32_t polynomial[6], int32_t values[kGridPoints]) {
+  values[0] = lspdct(polynomial, 0);
+  for (size_t i = 0; i < kLspGrid.size(); i++) values[i + 1] = lspdct(polynomial, kLspGrid[i]);
+}
+
+void decimate(const int32_t *scratch, const int32_t taps[kRateFilterTaps],
+              int32_t output[kDecimated]) {
+  for (int n = 0; n < kDecimated; n++) {
+    output[n] = 0;
+    for (int j = 0; j < kRateFilterTaps; j++) {
+      output[n] = wrap_add(output[n], low32(product(scratch[2 * n + j], taps[j]) >> 24));
+    }
+  }
+}
+
+void correlate_periods(const int32_t *x, int32_t sums[kPeriods]) {
+  for (int i = 0; i < kPeriods; i++) {
+    const int32_t *const past = x - kFirstPeriod - i;
+    sums[i] = 0;
+    for (int n = 0; n < kDecimated; n++) sums[i] = wrap_add(sums[i], wrap_mul(x[n], past[n]));
+  }
+}
+
 }  // namespace
 
 // Correlation, energy and gain are 32-bit words; the gain's product wraps.
@@ -101,7 +133,8 @@ candidate_score score_candidate(int32_t exy, int32_t eyy) {
   return {gain, wrap_sub64(energy_term, product(exy, gain) >> 15)};
 }
 
-const search_kernels kPlainSearches = {correlate_lags, filter_codebook, correlate_codebook,
-                                       choose_candidate};
+const encoder_kernels kPlainKernels = {correlate_lags,    filter_codebook, correlate_codebook,
+                                       autocorrelate,     evaluate_grid,   decimate,
+                                       correlate_periods, choose_candidate};
 
 }  // namespace kelp

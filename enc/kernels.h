@@ -4,12 +4,13 @@
 // The loops of the encoder's searches that take most of its time, as a table of functions: the
 // plain ones, which define the results, or those of an instruction set, which equal them bit for
 // bit. A table is chosen when an encoder is created and kept in its handle.
-#ifndef KELP_ENC_SEARCH_KERNELS_H
-#define KELP_ENC_SEARCH_KERNELS_H
+#ifndef KELP_ENC_KERNELS_H
+#define KELP_ENC_KERNELS_H
 
 #include <cstdint>
 
 #include "common/cpu.h"
+#include "kelp.h"
 
 namespace kelp {
 
@@ -22,6 +23,12 @@ inline constexpr int kFirstLag = kMinLag - 2;
 inline constexpr int kLastLag = kMaxLag + 2;
 inline constexpr int kLags = kLastLag - kFirstLag + 1;
 inline constexpr int kCodebook = 128;
+inline constexpr int kAutocorrelations = 17;  // lags 0 .. 16
+inline constexpr int kGridPoints = 201;       // frequencies at which LSP polynomials are looked at
+inline constexpr int kRateFilterTaps = 17;
+inline constexpr int kDecimated = KELP_FRAME_SAMPLES / 2;
+inline constexpr int kFirstPeriod = 10;  // of the decimated residual, in its samples
+inline constexpr int kPeriods = 50;
 
 // Correlation with the target and energy of the past excitation, filtered, at lags kFirstLag ..
 // kLastLag.
@@ -45,7 +52,7 @@ struct codebook_choice {
   int32_t index;     // 0 .. 127
 };
 
-struct search_kernels {
+struct encoder_kernels {
   // Scores of every lag.
   //   target   40 samples
   //   h        impulse response, Q14, h[0] = 16384
@@ -62,6 +69,23 @@ struct search_kernels {
   void (*correlate_codebook)(const filtered_codebook &filtered, const int32_t *target,
                              int32_t *exy);
 
+  // Sums of x[n] * x[n + lag] in 32-bit words. The 160 samples are followed by 16 zeros.
+  void (*autocorrelate)(const int16_t *x, int32_t sums[kAutocorrelations]);
+
+  // An LSP polynomial (see lspdct) at 0 and at the points of kLspGrid.
+  void (*evaluate_grid)(const int32_t polynomial[6], int32_t values[kGridPoints]);
+
+  // Every other output of the FIR filter, from 0 on: the sum of (tap * scratch) >> 24 over the
+  // taps.
+  //   scratch  16 past inputs and the frame's 160, oldest first, Q14
+  //   taps     a symmetric filter's, Q24
+  void (*decimate)(const int32_t *scratch, const int32_t taps[kRateFilterTaps],
+                   int32_t output[kDecimated]);
+
+  // Sums of x[n] * x[n - lag], 80 products in 32-bit words, for lags 10 .. 59. 60 samples lie
+  // before x.
+  void (*correlate_periods)(const int32_t *x, int32_t sums[kPeriods]);
+
   // The candidate of least error (the lowest number of those) and its gain.
   codebook_choice (*choose_candidate)(const filtered_codebook &filtered, const int32_t *exy);
 };
@@ -76,10 +100,10 @@ candidate_score score_candidate(int32_t exy, int32_t eyy);
 inline constexpr int64_t kLargestError = 16384000000000;
 
 // The fastest one for these instructions.
-const search_kernels &search_kernels_for(instruction_set set);
+const encoder_kernels &encoder_kernels_for(instruction_set set);
 
-extern const search_kernels kPlainSearches;
+extern const encoder_kernels kPlainKernels;
 
 }  // namespace kelp
 
-#endif  // KELP_ENC_SEARCH_KERNELS_H
+#endif  // KELP_ENC_KERNELS_H

@@ -1,0 +1,15 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "common/lanes_avx2.h"
+#include "enc/analysis_lanes.h"
+#include "enc/search_lanes.h"
+
+namespace kelp {
+
+extern const encoder_kernels kAvx2Kernels;
+const encoder_kernels kAvx2Kernels = {correlate_lags,    filter_codebook, correlate_codebook,
+                                      autocorrelate,     evaluate_grid,   decimate,
+                                      correlate_periods, choose_candidate};
+
+}  // namespace kelp
