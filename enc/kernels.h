@@ -47,6 +47,13 @@ struct filtered_codebook {
   float inverse[kCodebook];   // 1 / energy, about; for estimates that only save work
 };
 
+// The most that a lag can explain of the target, about: no less than it does, with a tolerance of
+// one in 2^18. Beside it the same of the half lag above it.
+struct lag_bounds {
+  float whole[kLags];
+  float half[kLags];
+};
+
 struct codebook_choice {
   int32_t gain_q16;  // optimal, not quantized
   int32_t index;     // 0 .. 127
@@ -59,6 +66,14 @@ struct encoder_kernels {
   //   history  past excitation, newest first, kLastLag samples
   void (*correlate_lags)(const int32_t *target, const int32_t *h, const int32_t *history,
                          lag_scores *scores);
+
+  // Bounds for the lags kMinLag .. kMaxLag, by their places in `scores`; infinite ones rule nothing
+  // out.
+  void (*bound_lags)(const lag_scores &scores, lag_bounds *bounds);
+
+  // The row of least distortion of a split LSP codebook, the first of those; see search_split.
+  uint32_t (*search_split)(const kelp_lsp_pair *codebook, int size, int32_t step1, int32_t step2,
+                           int64_t weight1, int64_t weight2);
 
   // Samples first .. first + 9 of the filtered candidates, `first` being 0, or the next ten after
   // those in *filtered, to whose energies theirs are added.
@@ -96,6 +111,10 @@ struct candidate_score {
   int64_t error;
 };
 candidate_score score_candidate(int32_t exy, int32_t eyy);
+
+// Weighted square error of a row of an LSP codebook. Its second step starts where the first ends.
+int64_t split_distortion(const kelp_lsp_pair &row, int32_t step1, int32_t step2, int64_t weight1,
+                         int64_t weight2);
 // No candidate with an error as large as this is chosen.
 inline constexpr int64_t kLargestError = 16384000000000;
 

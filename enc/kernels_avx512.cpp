@@ -8,8 +8,8 @@
 namespace kelp {
 
 extern const encoder_kernels kAvx512Kernels;
-const encoder_kernels kAvx512Kernels = {correlate_lags,    filter_codebook, correlate_codebook,
-                                        autocorrelate,     evaluate_grid,   decimate,
-                                        correlate_periods, choose_candidate};
+const encoder_kernels kAvx512Kernels = {
+    correlate_lags, bound_lags,    search_split, filter_codebook,   correlate_codebook,
+    autocorrelate,  evaluate_grid, decimate,     correlate_periods, choose_candidate};
 
 }  // namespace kelp

@@ -50,6 +50,25 @@ void correlate_lags(const int32_t *target, const int32_t *h, const int32_t *hist
   }
 }
 
+void bound_lags(const lag_scores &, lag_bounds *bounds) {
+  std::fill_n(bounds->whole, kLags, std::numeric_limits<float>::infinity());
+  std::fill_n(bounds->half, kLags, std::numeric_limits<float>::infinity());
+}
+
+uint32_t search_split(const kelp_lsp_pair *codebook, int size, int32_t step1, int32_t step2,
+                      int64_t weight1, int64_t weight2) {
+  int64_t best = 0;
+  uint32_t best_index = 0;
+  for (uint32_t j = 0; j < static_cast<uint32_t>(size); j++) {
+    const int64_t distortion = split_distortion(codebook[j], step1, step2, weight1, weight2);
+    if (j == 0 || distortion < best) {
+      best = distortion;
+      best_index = j;
+    }
+  }
+  return best_index;
+}
+
 // Sample k of a candidate is sample k - 1 of the next but for the response to its own first one.
 void filter_codebook(const int16_t *codebook, const int32_t *h, int first,
                      filtered_codebook *filtered) {
@@ -122,6 +141,14 @@ void correlate_periods(const int32_t *x, int32_t sums[kPeriods]) {
 
 }  // namespace
 
+int64_t split_distortion(const kelp_lsp_pair &row, int32_t step1, int32_t step2, int64_t weight1,
+                         int64_t weight2) {
+  const int32_t e1 = step1 - row.first;
+  const int32_t e2 = e1 + (step2 - row.second);
+  return wrap_add64(wrap_mul64(product(e1, e1), weight1) >> 15,
+                    wrap_mul64(product(e2, e2), weight2) >> 15);
+}
+
 // Correlation, energy and gain are 32-bit words; the gain's product wraps.
 candidate_score score_candidate(int32_t exy, int32_t eyy) {
   const uint32_t reciprocal = eyy == 0 ? 0 : 0x80000000U / magnitude(eyy);
@@ -133,8 +160,8 @@ candidate_score score_candidate(int32_t exy, int32_t eyy) {
   return {gain, wrap_sub64(energy_term, product(exy, gain) >> 15)};
 }
 
-const encoder_kernels kPlainKernels = {correlate_lags,    filter_codebook, correlate_codebook,
-                                       autocorrelate,     evaluate_grid,   decimate,
-                                       correlate_periods, choose_candidate};
+const encoder_kernels kPlainKernels = {
+    correlate_lags, bound_lags,    search_split, filter_codebook,   correlate_codebook,
+    autocorrelate,  evaluate_grid, decimate,     correlate_periods, choose_candidate};
 
 }  // namespace kelp

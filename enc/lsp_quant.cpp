@@ -40,30 +40,11 @@ void sensitivity(const int16_t *a, int32_t lsp, int i, int32_t g[kLpcOrder]) {
   for (int k = 0; k < 5; k++) g[9 - k] = sum ? g[k] : wrap_neg(g[k]);
 }
 
-// Index of the pair nearest to the two steps asked for; the error of the first step carries over to
-// the second. Equal distortions go to the lower index.
-uint32_t search_split(const kelp_lsp_pair *codebook, int size, int32_t step1, int32_t step2,
-                      int64_t weight1, int64_t weight2) {
-  int64_t best = 0;
-  uint32_t best_index = 0;
-  for (uint32_t j = 0; j < static_cast<uint32_t>(size); j++) {
-    const int32_t e1 = step1 - codebook[j].first;
-    const int32_t e2 = e1 + (step2 - codebook[j].second);
-    const int64_t distortion = wrap_add64(wrap_mul64(product(e1, e1), weight1) >> 15,
-                                          wrap_mul64(product(e2, e2), weight2) >> 15);
-    if (j == 0 || distortion < best) {
-      best = distortion;
-      best_index = j;
-    }
-  }
-  return best_index;
-}
-
 // Full and half rate.
 void quantize_vector(encoder_frame *frame, encoder_state *state) {
   int64_t weight[kLpcOrder];
   lsp_weights(*frame, weight);
-  search_lsp_codebooks(kelp_tbl_vq_lsp, frame->lsp, weight, frame->codes.lsp_idx,
+  search_lsp_codebooks(*frame->kernels, kelp_tbl_vq_lsp, frame->lsp, weight, frame->codes.lsp_idx,
                        frame->quantized_lsp);
   for (int i = 0; i < kLpcOrder; i++) {
     state->lsp_memory[i] =
@@ -112,15 +93,16 @@ void lsp_weights(const encoder_frame &frame, int64_t weight[kLpcOrder]) {
   }
 }
 
-void search_lsp_codebooks(const kelp_lsp_pair *const codebooks[kLspSplits],
+void search_lsp_codebooks(const encoder_kernels &kernels,
+                          const kelp_lsp_pair *const codebooks[kLspSplits],
                           const int32_t lsp[kLpcOrder], const int64_t weight[kLpcOrder],
                           uint32_t index[kLspSplits], int32_t quantized[kLpcOrder]) {
   int32_t below = 0;
   for (int m = 0; m < kLspSplits; m++) {
     const int first = 2 * m;
     const int second = first + 1;
-    index[m] = search_split(codebooks[m], kLspSplitSize[m], lsp[first] - below,
-                            lsp[second] - lsp[first], weight[first], weight[second]);
+    index[m] = kernels.search_split(codebooks[m], kLspSplitSize[m], lsp[first] - below,
+                                    lsp[second] - lsp[first], weight[first], weight[second]);
     const kelp_lsp_pair &step = codebooks[m][index[m]];
     quantized[first] = below += step.first;
     quantized[second] = below += step.second;

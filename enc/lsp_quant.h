@@ -18,7 +18,8 @@ void lsp_weights(const encoder_frame &frame, int64_t weight[kLpcOrder]);
 
 // The five splits of two steps each, in closed loop: every step starts from the quantized LSP below
 // it. Nothing is reordered.
-void search_lsp_codebooks(const kelp_lsp_pair *const codebooks[kLspSplits],
+void search_lsp_codebooks(const encoder_kernels &kernels,
+                          const kelp_lsp_pair *const codebooks[kLspSplits],
                           const int32_t lsp[kLpcOrder], const int64_t weight[kLpcOrder],
                           uint32_t index[kLspSplits], int32_t quantized[kLpcOrder]);
 

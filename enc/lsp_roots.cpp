@@ -80,7 +80,9 @@ bool find_lsps(const encoder_kernels &kernels, const int16_t lpc_q10[kLpcOrder],
   uint16_t left = 0;
   for (size_t i = 0; i < kLspGrid.size(); i++) {
     const uint16_t right = kLspGrid[i];
-    if (const uint16_t root = rsearch(p, left, right, values[i], values[i + 1])) {
+    const bool crosses = product(values[i], values[i + 1]) <= 0;
+    const uint16_t root = crosses ? rsearch(p, left, right, values[i], values[i + 1]) : 0;
+    if (root != 0) {
       if (roots == 5) return false;
       bracket[roots++] = root;
     }

@@ -24,6 +24,11 @@ struct search_state {
   int32_t eight_ex;
   int32_t best_error;
   pitch_candidate best;
+  float hopeless;  // a bound below this is below the bar, roundings included
+
+  search_state(int32_t ex) : eight_ex(wrap_mul(8, ex)), best_error(wrap_mul(12, ex)), best{} {
+    set_hopeless();
+  }
 
   // What a candidate must explain more than.
   [[nodiscard]] int64_t bar() const { return int64_t{eight_ex} - best_error; }
@@ -32,6 +37,13 @@ struct search_state {
     if (error >= best_error) return;
     best_error = error;
     best = candidate;
+    set_hopeless();
+  }
+
+  // Where errors could wrap, what is explained is beyond this.
+  void set_hopeless() {
+    constexpr float kMost = 1 << 30;
+    hopeless = std::min((static_cast<float>(bar()) - 2) * (1.0F - 1.0F / (1 << 16)), kMost);
   }
 };
 
@@ -76,17 +88,21 @@ pitch_candidate search_pitch(const encoder_kernels &kernels, const int32_t targe
   const int64_t *const exy = scores.exy;
   const int32_t *const eyy = scores.eyy;
   const int32_t ex = low32(energy(target, kPitchSubframe, 0) >> 28);
-  search_state state = {wrap_mul(8, ex), wrap_mul(12, ex), {}};
+  search_state state(ex);
+  lag_bounds bounds;
+  kernels.bound_lags(scores, &bounds);
 
   for (int32_t lag = kMinLag; lag <= kMaxLag; lag++) {
     const int i = lag - kFirstLag;
-    consider_finely(&state, {lag, 0, exy[i], eyy[i]});
+    if (bounds.whole[i] >= state.hopeless) consider_finely(&state, {lag, 0, exy[i], eyy[i]});
   }
   // The best fine error stands against the coarse ones.
   for (int32_t lag = kMinLag; lag <= kMaxLag; lag++) {
     const int i = lag - kFirstLag;
-    consider_coarsely(&state, {lag, 0, exy[i], eyy[i]});
-    if (lag > kMaxHalfLag) continue;
+    if (bounds.whole[i] >= state.hopeless) {
+      consider_coarsely(&state, {lag, 0, exy[i], eyy[i]});
+    }
+    if (lag > kMaxHalfLag || bounds.half[i] < state.hopeless) continue;
     const int64_t half_exy =
         (near_tap(exy[i]) + near_tap(exy[i + 1]) + far_tap(exy[i - 1]) + far_tap(exy[i + 2])) >> 14;
     const auto half_eyy = static_cast<int32_t>((int64_t{eyy[i]} + eyy[i + 1]) >> 1);

@@ -5,6 +5,7 @@
 // include after its `lanes`. Everything has internal linkage, so that no other source can take
 // these copies.
 
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -137,6 +138,77 @@ void correlate_lags(const int32_t *target, const int32_t *h, const int32_t *hist
                     kelp::lag_scores *scores) {
   correlate_short_lags(target, h, history, scores);
   correlate_long_lags(target, h, history, scores);
+}
+
+// A lag explains exy^2 / (2^14 eyy) of the target and no more: every truncation takes away from it.
+// Correlations half a sample on carry the roundings of four terms.
+void bound_lags(const kelp::lag_scores &scores, kelp::lag_bounds *bounds) {
+  constexpr float kNear = 9116553.0F / (1 << 24);
+  constexpr float kFar = -521384.0F / (1 << 24);
+  constexpr float kScale = 1.0F / (1 << 14);
+  constexpr float kTolerance = 1.0F / (1 << 20);
+  constexpr float kHuge = 5e11F;  // below 2^39: the taps' products hold
+  float exy[kLags];
+  float eyy[kLags];
+  for (int i = 0; i < kLags; i++) exy[i] = static_cast<float>(scores.exy[i]);
+  for (int i = 0; i < kLags; i++) eyy[i] = static_cast<float>(scores.eyy[i]);
+  const auto larger = [](float a, float b) { return a > b ? a : b; };
+  for (int i = 1; i < kLags - 2; i++) {
+    // Energies below 9 explain nothing.
+    bounds->whole[i] = exy[i] * exy[i] * kScale / larger(eyy[i], 4);
+    const float near = exy[i] + exy[i + 1];
+    const float far = exy[i - 1] + exy[i + 2];
+    const float sizes =
+        std::fabs(exy[i]) + std::fabs(exy[i + 1]) + std::fabs(exy[i - 1]) + std::fabs(exy[i + 2]);
+    const float half = larger(kNear * near + kFar * far + sizes * kTolerance + 4, 0);
+    const float energy = (eyy[i] + eyy[i + 1]) * (0.5F - kTolerance) - 1;
+    const float bound = half * half * kScale / larger(energy, 4);
+    bounds->half[i] = sizes < kHuge ? bound : std::numeric_limits<float>::infinity();
+  }
+}
+
+// Distortions in real numbers pick out the few rows whose exact one can be the least. Where words
+// could wrap they pick every row.
+uint32_t search_split(const kelp_lsp_pair *codebook, int size, int32_t step1, int32_t step2,
+                      int64_t weight1, int64_t weight2) {
+  constexpr int kMostRows = 128;
+  constexpr float kHuge = 1e18F;  // below 2^62: products of 64 bits hold
+  const auto weight1_real = static_cast<float>(weight1);
+  const auto weight2_real = static_cast<float>(weight2);
+  float about[kMostRows];
+  int32_t bits[kMostRows];
+  for (int j = 0; j < size; j++) {
+    const int32_t e1 = step1 - codebook[j].first;
+    const auto e1_real = static_cast<float>(e1);
+    const auto e2_real = static_cast<float>(e1 + (step2 - codebook[j].second));
+    about[j] = e1_real * e1_real * weight1_real + e2_real * e2_real * weight2_real;
+  }
+  // Numbers of one sign have the order of their bits.
+  std::memcpy(bits, about, static_cast<size_t>(size) * sizeof *bits);
+  int32_t least_bits = std::numeric_limits<int32_t>::max();
+  for (int j = 0; j < size; j++) least_bits = bits[j] < least_bits ? bits[j] : least_bits;
+  float least = 0;
+  std::memcpy(&least, &least_bits, sizeof least);
+  float bar = least * (1.0F + 1.0F / (1 << 18)) + (1 << 17);
+  if (weight1 < 0 || weight2 < 0) bar = std::numeric_limits<float>::infinity();
+  uint8_t worthy[kMostRows];
+  for (int j = 0; j < size; j++) worthy[j] = (about[j] <= bar) | (about[j] > kHuge) ? 1 : 0;
+
+  int64_t best = std::numeric_limits<int64_t>::max();
+  uint32_t best_row = 0;
+  for (int block = 0; block < size; block += 8) {
+    uint64_t any = 0;
+    std::memcpy(&any, worthy + block, sizeof any);
+    for (int j = block; any != 0 && j < block + 8; j++) {
+      if (worthy[j] == 0) continue;
+      const int64_t distortion =
+          kelp::split_distortion(codebook[j], step1, step2, weight1, weight2);
+      if (distortion >= best) continue;
+      best = distortion;
+      best_row = static_cast<uint32_t>(j);
+    }
+  }
+  return best_row;
 }
 
 void filter_codebook(const int16_t *codebook, const int32_t *h, int first,

@@ -12,10 +12,12 @@ namespace {
 
 // 2 * round(16384 * (0.54 - 0.46 cos(2 pi n / 159))), with cos x = 1 - 2 sin^2(x / 2).
 consteval auto make_window() {
-  std::array<int32_t, KELP_FRAME_SAMPLES / 2> window{};
-  for (size_t n = 0; n < window.size(); n++) {
+  std::array<int16_t, KELP_FRAME_SAMPLES> window{};
+  for (size_t n = 0; n < window.size() / 2; n++) {
     const double sine = series_sin(kPi * static_cast<double>(n) / 159);
-    window[n] = 2 * static_cast<int32_t>(16384 * (0.54 - 0.46 * (1 - 2 * sine * sine)) + 0.5);
+    const double value = 16384 * (0.54 - 0.46 * (1 - 2 * sine * sine));
+    window[n] = static_cast<int16_t>(2 * static_cast<int32_t>(value + 0.5));
+    window[window.size() - 1 - n] = window[n];
   }
   return window;
 }
@@ -32,7 +34,7 @@ consteval auto make_grid() {
 
 constexpr auto kWindow = make_window();
 static_assert(kWindow[0] == 2622 && kWindow[40] == 17844 && kWindow[79] == 32766);
-const std::array<int32_t, KELP_FRAME_SAMPLES / 2> kAnalysisWindow_q15 = kWindow;
+const std::array<int16_t, KELP_FRAME_SAMPLES> kAnalysisWindow_q15 = kWindow;
 
 constexpr auto kGrid = make_grid();
 static_assert(kGrid[0] == 164 && kGrid[199] == 32768);

@@ -12,8 +12,8 @@
 
 namespace kelp {
 
-// First half of a symmetric Hamming window of 160 points, Q15, every value even.
-extern const std::array<int32_t, KELP_FRAME_SAMPLES / 2> kAnalysisWindow_q15;
+// A Hamming window, Q15, every value even.
+extern const std::array<int16_t, KELP_FRAME_SAMPLES> kAnalysisWindow_q15;
 
 // Upper ends of the 200 intervals that are searched for LSPs, 164 .. 32768.
 extern const std::array<uint16_t, 200> kLspGrid;

@@ -3,8 +3,7 @@
 //
 // The encoder's kernels of each instruction set that this machine has, against the plain ones.
 
-#include "enc/kernels.h"
-
+#include "enc/excitation_search.h"
 #include "tests/support.h"
 
 using namespace kelp;
@@ -61,6 +60,29 @@ TEST_P(Kernels, CorrelateLags) {
     fast.correlate_lags(target.data(), h.data(), &history[1], &scores);
     ASSERT_TRUE(std::ranges::equal(scores.exy, expected.exy)) << round;
     ASSERT_TRUE(std::ranges::equal(scores.eyy, expected.eyy)) << round;
+    // Bounds rule out no lag that would be chosen.
+    const auto plain = search_pitch(kPlainKernels, target.data(), h.data(), &history[1]);
+    const auto quick = search_pitch(fast, target.data(), h.data(), &history[1]);
+    ASSERT_TRUE(quick.lag == plain.lag && quick.fraction == plain.fraction) << round;
+    ASSERT_TRUE(quick.exy == plain.exy && quick.eyy == plain.eyy) << round;
+  }
+}
+
+TEST_P(Kernels, SearchSplit) {
+  for (int round = 0; round < 10 * kRounds; round++) {
+    numbers any(round);
+    const int size = round % 2 ? 64 : 128;
+    std::array<kelp_lsp_pair, 128> rows;
+    for (kelp_lsp_pair &row : rows) row = {any.next() & 0x1FFFF, any.next() & 0x1FFFF};
+    if (round % 5 == 0) rows[50] = rows[20];  // ties go to the first
+    const kelp_lsp_pair *const table = round % 3 ? rows.data() : kelp_tbl_vq_lsp[round % 2 ? 3 : 1];
+    int64_t weight1 = any.next(), weight2 = any.next();
+    if (round % 7 == 0) weight1 = (weight1 & kMax32) << (round % 32);
+    if (round % 7 < 6) weight2 &= kMax32;
+    const int32_t step1 = any.next() & 0x7FFF, step2 = any.next() & 0x7FFF;
+    ASSERT_EQ(fast.search_split(table, size, step1, step2, weight1, weight2),
+              kPlainKernels.search_split(table, size, step1, step2, weight1, weight2))
+        << round;
   }
 }
 

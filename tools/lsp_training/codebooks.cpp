@@ -108,8 +108,8 @@ std::array<int32_t, kOrder> codebooks::quantize(const speech_frame &frame,
   const kelp_lsp_pair *tables[kSplits];
   for (size_t s = 0; s < kSplits; s++) tables[s] = rows_[s].data();
   std::array<int32_t, kOrder> quantized{};
-  search_lsp_codebooks(tables, frame.lsp.data(), frame.weight.data(), index->data(),
-                       quantized.data());
+  search_lsp_codebooks(encoder_kernels_for(best_instruction_set()), tables, frame.lsp.data(),
+                       frame.weight.data(), index->data(), quantized.data());
   return quantized;
 }
 
