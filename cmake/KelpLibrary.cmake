@@ -17,6 +17,7 @@ set(KELP_SOURCES
   common/bit_reader.cpp
   common/bit_reader_le.cpp
   common/bit_writer.cpp
+  common/cpu.cpp
   common/fixed_point.cpp
   common/library.cpp
   common/lsp.cpp
