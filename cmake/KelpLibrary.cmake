@@ -18,6 +18,7 @@ set(KELP_SOURCES
   common/bit_reader_le.cpp
   common/bit_writer.cpp
   common/cpu.cpp
+  common/filter_kernels.cpp
   common/fixed_point.cpp
   common/library.cpp
   common/lsp.cpp
@@ -27,7 +28,6 @@ set(KELP_SOURCES
   dec/interface.cpp
   dec/lpc_convert.cpp
   dec/lsp_dequant.cpp
-  dec/output.cpp
   dec/pitch_dequant.cpp
   dec/synthesis.cpp
   enc/analysis.cpp
@@ -57,7 +57,18 @@ set(KELP_SOURCES
   tables/lsp_tables.cpp
   tables/trigonometric_tables.cpp)
 
+# Kernels for further instruction sets: each file alone gets its flags.
+if(NOT KELP_PLAIN_KERNELS)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+    list(APPEND KELP_SOURCES common/filter_kernels_avx2.cpp)
+    set_source_files_properties(common/filter_kernels_avx2.cpp PROPERTIES COMPILE_OPTIONS -mavx2)
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+    list(APPEND KELP_SOURCES common/filter_kernels_neon.cpp)
+  endif()
+endif()
+
 add_library(kelp_objects OBJECT ${KELP_SOURCES})
+target_compile_definitions(kelp_objects PUBLIC $<$<BOOL:${KELP_PLAIN_KERNELS}>:KELP_PLAIN_KERNELS>)
 target_include_directories(kelp_objects PUBLIC
   ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
 set_target_properties(kelp_objects PROPERTIES

@@ -18,7 +18,10 @@ namespace kelp {
 struct brightening_filter {
   int32_t memory;
   int32_t coefficient_q14;
-  void run(int32_t *samples, int n);
+  void run(const filter_kernels &kernels, lpc_memory memory_of_poles, const int32_t *poles,
+           int32_t *samples, int n) {
+    kernels.pole_then_bright(samples, memory_of_poles, poles, n, coefficient_q14, &memory, samples);
+  }
 };
 
 // Gain indices (dB) of the codebook subframes decoded last.
@@ -46,7 +49,7 @@ struct decoder_scratch {
   subframe_coefficients coefficients[4];
   codebook_record records[5];  // of one pitch subframe; quarter rate has five gains
   pitch_parameters pitch;
-  int32_t speech_q12[KELP_FRAME_SAMPLES];
+  int16_t pcm[KELP_FRAME_SAMPLES];
 };
 
 struct decoder_handle {

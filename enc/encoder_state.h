@@ -22,9 +22,11 @@ inline constexpr int kDecimatedHistory = 60;
 
 // The encoder's last postfilter stage: an all-pole filter whose coefficients stay 0.
 struct open_pole_stage {
-  lpc_filter filter;
-  void run(int32_t *samples, int n);
+  lpc_memory memory;
+  void run(const filter_kernels &kernels, lpc_memory memory_of_poles, const int32_t *poles,
+           int32_t *samples, int n);
 };
+
 using local_decoder_state = synthesis_state<open_pole_stage>;
 
 // High-pass memory. An output is kept as its upper 16 bits and the 15 bits below them.
@@ -65,9 +67,10 @@ struct gain_quantizer_state {
 };
 
 struct encoder_state {
-  lpc_filter weighting_zero;
-  lpc_filter weighting_pole;
+  lpc_memory weighting_zero;
+  lpc_memory weighting_pole;
   local_decoder_state local_decoder;
+  lpc_memory weighted_synthesis;  // in analysis mode
   preprocess_state preprocess;
   int32_t speech[kSpeechBuffer];  // 16-bit values; samples 0 .. 159 are coded, 60 .. 219 analysed
   rate_decision_state rate_decision;

@@ -46,6 +46,7 @@ void set_starting_values(encoder_state *state) {
   std::memset(state, 0, sizeof *state);
   std::copy_n(kNoiseShape_q24, kelp::kNoiseTaps, state->local_decoder.noise_fir.taps);
   state->local_decoder.control_gain_q14 = 16384;
+  state->local_decoder.kernels = &kelp::filter_kernels_for(kelp::best_instruction_set());
   kelp::rate_decision_state &decision = state->rate_decision;
   std::copy_n(kRateLowpass_q24, kelp::kRateFilterTaps, decision.lowpass.taps);
   std::copy_n(kBandStart, 2, decision.band);

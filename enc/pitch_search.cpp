@@ -61,7 +61,7 @@ void correlate_lags(const int32_t *target, const int32_t *h, const int32_t *hist
                     lag_scores *scores) {
   int32_t y[kPitchSubframe] = {};
   for (int lag = 1; lag <= kLastLag; lag++) {
-    shift_in(y, history[lag - 1], h, kPitchSubframe);
+    shift_in(y, history[kPitchHistory - lag], h, kPitchSubframe);
     if (lag < kFirstLag) continue;
     const int i = lag - kFirstLag;
     scores->exy[i] = 0;
@@ -101,7 +101,7 @@ pitch_candidate search_pitch(const int32_t target[kPitchSubframe],
                              const int32_t h[kImpulseResponse], const int32_t *history) {
   lag_scores scores;
   correlate_lags(target, h, history, &scores);
-  const int32_t ex = low32(energy(target, kPitchSubframe, 0) >> 28);
+  const int32_t ex = low32(energy(target, kPitchSubframe) >> 28);
   const int32_t eight_ex = wrap_mul(8, ex);
 
   pitch_candidate best = {};
