@@ -41,13 +41,19 @@ void pole(const int32_t *x, int32_t *memory, const int32_t *a, int n, bool updat
   if (update) std::copy_n(scratch + n, kLpcOrder, memory);
 }
 
-void pole_then_bright(const int32_t *x, int32_t *memory, const int32_t *a, int n, int32_t c_q14,
-                      int32_t *last, int32_t *z) {
-  pole(x, memory, a, n, true, z);
+void short_term(const int32_t *x, const short_term_filters &filters, int n, int32_t *y,
+                int32_t *z) {
+  int32_t zero_memory[kLpcOrder];
+  std::copy_n(filters.formant_memory, kLpcOrder, zero_memory);
+  pole(x, filters.formant_memory, filters.formant, n, true, y);
+  zero(y, zero_memory, filters.post_zero, n, false, z);
+  pole(z, filters.post_pole_memory, filters.post_pole, n, true, z);
+  int32_t last = *filters.bright_memory;
   for (int k = 0; k < n; k++) {
-    *last = wrap_add(low32(product(*last, c_q14) >> 14), z[k]);
-    z[k] = *last;
+    last = wrap_add(low32(product(last, filters.bright_q14) >> 14), z[k]);
+    z[k] = last;
   }
+  *filters.bright_memory = last;
 }
 
 // The interpolators: eight taps, the gain in them, on the samples s[0], s[step], .. s[7 * step].
@@ -107,8 +113,8 @@ void to_pcm(const int32_t *x_q12, int n, int16_t *pcm) {
 
 }  // namespace
 
-const filter_kernels kPlainFilterKernels = {zero,   pole,  pole_then_bright, pitch,
-                                            energy, scale, codebook,         to_pcm};
+const filter_kernels kPlainFilterKernels = {zero,   pole,  short_term, pitch,
+                                            energy, scale, codebook,   to_pcm};
 
 const filter_kernels &filter_kernels_for([[maybe_unused]] instruction_set set) {
 #if defined(KELP_PLAIN_KERNELS)

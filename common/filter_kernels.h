@@ -34,6 +34,15 @@ enum class pitch_rounding : uint8_t {
   sum,        // the encoder: a cut at bit 12, then towards zero
 };
 
+// Three filters, one after the other: coefficients in Q14 and memories, which are renewed. The zero
+// filter's memory is the formant filter's.
+struct short_term_filters {
+  const int32_t *formant, *post_zero, *post_pole;
+  int32_t *formant_memory, *post_pole_memory;
+  int32_t bright_q14;
+  int32_t *bright_memory;  // the last output of all
+};
+
 struct filter_kernels {
   // y[k] = x[k] + sum of (a_i * x[k - 1 - i]) >> 14, i = 0 .. 9, k = 0 .. n - 1; n up to kMaxRun.
   // `memory` holds kLpcOrder inputs, a is Q14.
@@ -42,11 +51,10 @@ struct filter_kernels {
   // y[k] = x[k] + sum of (a_i * y[k - 1 - i]) >> 14; `memory` holds outputs.
   void (*pole)(const int32_t *x, int32_t *memory, const int32_t *a, int n, bool update, int32_t *y);
 
-  // `pole` (with update, n up to kMaxSubframe), and its output through a first-order one: z[k] =
-  // y[k] + (c * z[k - 1])
-  // >> 14, *last being z[-1] before and z[n - 1] after. x may be z.
-  void (*pole_then_bright)(const int32_t *x, int32_t *memory, const int32_t *a, int n,
-                           int32_t c_q14, int32_t *last, int32_t *z);
+  // Formant synthesis and its postfilter, n up to kMaxSubframe: y = pole(x), then z = pole(zero(y))
+  // through one more pole, z[k] += (bright * z[k - 1]) >> 14.
+  void (*short_term)(const int32_t *x, const short_term_filters &filters, int n, int32_t *y,
+                     int32_t *z);
 
   // Long-term synthesis with one tap: y[k] = x[k] + gain * y[k - lag - fraction].
   //   lag       0 .. 143 with fraction 0, else 17 .. 143; lags below n repeat the new excitation

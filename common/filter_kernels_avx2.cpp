@@ -42,9 +42,28 @@ lanes spread(int32_t value) {
 lanes add(lanes a, lanes b) {
   return _mm256_add_epi32(a, b);
 }
-uint32_t first(lanes v) {
-  return static_cast<uint32_t>(_mm_cvtsi128_si32(_mm256_castsi256_si128(v)));
+
+// A word on its own: in the first lane of a register, next to the others.
+using single = __m128i;
+single one(int32_t value) {
+  return _mm_cvtsi32_si128(value);
 }
+int32_t value(single v) {
+  return _mm_cvtsi128_si32(v);
+}
+lanes spread(single v) {
+  return _mm256_broadcastd_epi32(v);
+}
+single first(lanes v) {
+  return _mm256_castsi256_si128(v);
+}
+single add(single a, single b) {
+  return _mm_add_epi32(a, b);
+}
+single term_14(single a, single b) {
+  return _mm_srli_epi64(_mm_mul_epi32(a, b), 14);
+}
+
 // Each word to the lane below it, zero into the last.
 lanes shift_down(lanes v) {
   const lanes turned = _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(1, 2, 3, 4, 5, 6, 7, 0));
@@ -71,15 +90,15 @@ lanes coarse_steps(lanes v, lanes gain) {
 lanes odd_words(lanes v) {
   return _mm256_srli_epi64(v, 32);
 }
-// The second factor is the same in all lanes, or the first.
 void add_products(halves *sum, lanes v, lanes w) {
   sum->even = _mm256_add_epi64(sum->even, _mm256_mul_epi32(v, w));
   sum->odd = _mm256_add_epi64(sum->odd, _mm256_mul_epi32(odd_words(v), odd_words(w)));
 }
 template <int kShift>
-void add_terms(halves *sum, lanes v, lanes w) {
-  const lanes odd = _mm256_mul_epi32(odd_words(v), w);
-  sum->even = _mm256_add_epi64(sum->even, _mm256_srli_epi64(_mm256_mul_epi32(v, w), kShift));
+void add_terms(halves *sum, lanes v, lanes ahead, lanes factor) {
+  const lanes even = _mm256_mul_epi32(v, factor);
+  const lanes odd = _mm256_mul_epi32(ahead, factor);
+  sum->even = _mm256_add_epi64(sum->even, _mm256_srli_epi64(even, kShift));
   sum->odd = _mm256_add_epi64(sum->odd, _mm256_srli_epi64(odd, kShift));
 }
 halves shift_right(halves sum, int count) {
@@ -123,7 +142,7 @@ lanes terms_14(lanes sample, taps a) {
 
 }  // namespace
 
-const filter_kernels kAvx2FilterKernels = {zero,   pole,  pole_then_bright, pitch,
-                                           energy, scale, codebook,         to_pcm};
+const filter_kernels kAvx2FilterKernels = {zero,   pole,  short_term, pitch,
+                                           energy, scale, codebook,   to_pcm};
 
 }  // namespace kelp

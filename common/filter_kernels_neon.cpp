@@ -45,9 +45,25 @@ lanes spread(int32_t value) {
 lanes add(lanes a, lanes b) {
   return {vaddq_s32(a.low, b.low), vaddq_s32(a.high, b.high)};
 }
-uint32_t first(lanes v) {
-  return static_cast<uint32_t>(vgetq_lane_s32(v.low, 0));
+
+// A word on its own: the processor's ordinary registers are quickest.
+using single = int32_t;
+single one(int32_t value) {
+  return value;
 }
+int32_t value(single v) {
+  return v;
+}
+single first(lanes v) {
+  return vgetq_lane_s32(v.low, 0);
+}
+single add(single a, single b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+single term_14(single a, single b) {
+  return static_cast<int32_t>((int64_t{a} * b) >> 14);
+}
+
 // Each word to the lane below it, zero into the last.
 lanes shift_down(lanes v) {
   return {vextq_s32(v.low, v.high, 1), vextq_s32(v.high, vdupq_n_s32(0), 1)};
@@ -79,11 +95,17 @@ void add_products(halves *sum, lanes v, lanes w) {
   sum->pair[3] = vmlal_high_s32(sum->pair[3], v.high, w.high);
 }
 template <int kShift>
-void add_terms(halves *sum, lanes v, lanes w) {
+void add_terms(halves *sum, lanes v, lanes, lanes w) {
   const int64x2_t product[4] = {
       vmull_s32(vget_low_s32(v.low), vget_low_s32(w.low)), vmull_high_s32(v.low, w.low),
       vmull_s32(vget_low_s32(v.high), vget_low_s32(w.high)), vmull_high_s32(v.high, w.high)};
-  for (int i = 0; i < 4; i++) sum->pair[i] = vsraq_n_s64(sum->pair[i], product[i], kShift);
+  for (int i = 0; i < 4; i++) {
+    if constexpr (kShift == 0) {
+      sum->pair[i] = vaddq_s64(sum->pair[i], product[i]);
+    } else {
+      sum->pair[i] = vsraq_n_s64(sum->pair[i], product[i], kShift);
+    }
+  }
 }
 halves shift_right(halves sum, int count) {
   for (int64x2_t &pair : sum.pair) pair = vshlq_s64(pair, vdupq_n_s64(-count));
@@ -123,7 +145,7 @@ lanes terms_14(lanes sample, taps a) {
 
 }  // namespace
 
-const filter_kernels kNeonFilterKernels = {zero,   pole,  pole_then_bright, pitch,
-                                           energy, scale, codebook,         to_pcm};
+const filter_kernels kNeonFilterKernels = {zero,   pole,  short_term, pitch,
+                                           energy, scale, codebook,   to_pcm};
 
 }  // namespace kelp

@@ -30,17 +30,20 @@ struct pitch_parameters {
   int16_t gain_q3;   // 8 = 1.0
 };
 
-// Every memory of synthesis, kept from subframe to subframe. The last stage follows the
-// postfilter's poles: run(kernels, memory, poles, samples, n) does both.
-template <typename LastStage>
+// The postfilter's last stage: a first-order all-pole filter that lifts the upper band.
+struct brightening_filter {
+  int32_t memory;
+  int32_t coefficient_q14;
+};
+
+// Every memory of synthesis, kept from subframe to subframe.
 struct synthesis_state {
   const filter_kernels *kernels;  // chosen when the handle is created
   lpc_memory formant;
   pitch_filter pitch;      // keeps the last subframe's parameters for concealment too
   pitch_filter smoothing;  // second, weaker long-term filter
   lpc_memory post_pole;
-  lpc_memory post_zero;
-  LastStage last_stage;
+  brightening_filter last_stage;
   int16_t control_gain_q14;  // gain control, starts at 16384
   fir_filter<kNoiseTaps> noise_fir;
 };
@@ -89,8 +92,8 @@ void run_pitch_filter(const filter_kernels &kernels, pitch_filter *filter, const
 }
 
 // Replaces p by its smoothed form, brought back to the energy of p.
-template <typename Policy, typename State>
-void smooth_pitch(State *state, int n, int32_t *p) {
+template <typename Policy>
+void smooth_pitch(synthesis_state *state, int n, int32_t *p) {
   int32_t q[kMaxSubframe];
   const int16_t gain_q3 = state->pitch.gain_q3;
   state->smoothing.lag = state->pitch.lag;
@@ -105,9 +108,10 @@ void smooth_pitch(State *state, int n, int32_t *p) {
   kernels.scale(q, n, 6, gain, Policy::kMatchBits, p);
 }
 
-// A(z / 0.625) / A(z / 0.775) and the last stage, from y into f.
-template <typename State>
-void short_term_postfilter(State *state, const int32_t *a, const int32_t *y, int n, int32_t *f) {
+// Formant synthesis from p into y, and A(z / 0.625) / A(z / 0.775) and the last stage from there
+// into f.
+inline void synthesize_and_postfilter(synthesis_state *state, const int32_t *a, const int32_t *p,
+                                      int n, int32_t *y, int32_t *f) {
   constexpr int32_t kPole_q14[kLpcOrder] = {12697, 9839, 7624, 5908, 4578,
                                             3547,  2748, 2129, 1649, 1277};
   constexpr int32_t kZero_q14[kLpcOrder] = {10240, 6400, 4000, 2500, 1562, 976, 610, 381, 238, 148};
@@ -117,14 +121,15 @@ void short_term_postfilter(State *state, const int32_t *a, const int32_t *y, int
     pole[i] = low32((product(a[i], kPole_q14[i]) + 8192) >> 14);
     zero[i] = low32((8192 - product(a[i], kZero_q14[i])) >> 14);
   }
-  const filter_kernels &kernels = *state->kernels;
-  kernels.zero(y, state->post_zero, zero, n, true, f);
-  state->last_stage.run(kernels, state->post_pole, pole, f, n);
+  state->kernels->short_term(p,
+                             {a, zero, pole, state->formant, state->post_pole,
+                              state->last_stage.coefficient_q14, &state->last_stage.memory},
+                             n, y, f);
 }
 
 // Brings f to the level of y, which it replaces. One gain serves the subframe.
-template <typename Policy, typename State>
-void control_gain(State *state, const int32_t *f, int n, int32_t *y) {
+template <typename Policy>
+void control_gain(synthesis_state *state, const int32_t *f, int n, int32_t *y) {
   const filter_kernels &kernels = *state->kernels;
   const int64_t wanted = energy_shifted_up(kernels.energy(y, n, 0), Policy::kControlBits);
   const int64_t filtered = kernels.energy(f, n, 8);
@@ -142,10 +147,11 @@ void control_gain(State *state, const int32_t *f, int n, int32_t *y) {
 //            memories for the encoder's search; null: all of it
 //   output   n samples, Q12; not touched with `weighted`
 //   n, c     samples (20 or 40, with `weighted` 10 too) and codebook subframes in them
-template <typename Policy, typename State>
-void synthesize_subframe(int32_t rate, State *state, const subframe_coefficients &coefficients,
-                         const pitch_parameters &pitch, codebook_record *records, int32_t *weighted,
-                         int32_t *output, int n, int c) {
+template <typename Policy>
+void synthesize_subframe(int32_t rate, synthesis_state *state,
+                         const subframe_coefficients &coefficients, const pitch_parameters &pitch,
+                         codebook_record *records, int32_t *weighted, int32_t *output, int n,
+                         int c) {
   const filter_kernels &kernels = *state->kernels;
   int32_t p[kMaxSubframe];
   make_excitation(kernels, rate, records, &state->noise_fir, Policy::kFirShift, n, c, p);
@@ -161,11 +167,12 @@ void synthesize_subframe(int32_t rate, State *state, const subframe_coefficients
   }
 
   if constexpr (Policy::kSmoothing) smooth_pitch<Policy>(state, n, p);
-  kernels.pole(p, state->formant, coefficients.expanded, n, true, output);
   if constexpr (Policy::kPostfilter) {
     int32_t filtered[kMaxSubframe];
-    short_term_postfilter(state, coefficients.expanded, output, n, filtered);
+    synthesize_and_postfilter(state, coefficients.expanded, p, n, output, filtered);
     control_gain<Policy>(state, filtered, n, output);
+  } else {
+    kernels.pole(p, state->formant, coefficients.expanded, n, true, output);
   }
 }
 

@@ -14,16 +14,6 @@
 
 namespace kelp {
 
-// The postfilter's last stage: a first-order all-pole filter that lifts the upper band.
-struct brightening_filter {
-  int32_t memory;
-  int32_t coefficient_q14;
-  void run(const filter_kernels &kernels, lpc_memory memory_of_poles, const int32_t *poles,
-           int32_t *samples, int n) {
-    kernels.pole_then_bright(samples, memory_of_poles, poles, n, coefficient_q14, &memory, samples);
-  }
-};
-
 // Gain indices (dB) of the codebook subframes decoded last.
 struct gain_memory {
   int32_t last;
@@ -39,7 +29,7 @@ struct decoder_state {
   int32_t eighth_rate_run;          // consecutive eighth-rate frames, erasures not counted
   int32_t previous_gain_q16;        // magnitude of the last codebook gain
   gain_memory gains;
-  synthesis_state<brightening_filter> synthesis;  // its pitch parameters serve concealment too
+  synthesis_state synthesis;  // its pitch parameters serve concealment too
 };
 
 struct decoder_scratch {

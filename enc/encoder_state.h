@@ -20,15 +20,6 @@ inline constexpr int kSpeechBuffer = kSpeechHistory + KELP_FRAME_SAMPLES;
 inline constexpr int kRateFilterTaps = 17;
 inline constexpr int kDecimatedHistory = 60;
 
-// The encoder's last postfilter stage: an all-pole filter whose coefficients stay 0.
-struct open_pole_stage {
-  lpc_memory memory;
-  void run(const filter_kernels &kernels, lpc_memory memory_of_poles, const int32_t *poles,
-           int32_t *samples, int n);
-};
-
-using local_decoder_state = synthesis_state<open_pole_stage>;
-
 // High-pass memory. An output is kept as its upper 16 bits and the 15 bits below them.
 struct preprocess_state {
   int32_t y2_high, y2_low;  // two samples back
@@ -69,7 +60,7 @@ struct gain_quantizer_state {
 struct encoder_state {
   lpc_memory weighting_zero;
   lpc_memory weighting_pole;
-  local_decoder_state local_decoder;
+  synthesis_state local_decoder;  // its last stage stays open
   lpc_memory weighted_synthesis;  // in analysis mode
   preprocess_state preprocess;
   int32_t speech[kSpeechBuffer];  // 16-bit values; samples 0 .. 159 are coded, 60 .. 219 analysed

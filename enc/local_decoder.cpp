@@ -21,13 +21,6 @@ struct encoder_synthesis {
 
 }  // namespace
 
-void open_pole_stage::run(const filter_kernels &kernels, lpc_memory memory_of_poles,
-                          const int32_t *poles, int32_t *samples, int n) {
-  constexpr int32_t kOpen[kLpcOrder] = {};
-  kernels.pole(samples, memory_of_poles, poles, n, true, samples);
-  kernels.pole(samples, memory, kOpen, n, true, samples);
-}
-
 int32_t kelpe_cmn_dec(int32_t rate, encoder_state *state, const subframe_coefficients &coefficients,
                       const pitch_parameters &pitch, codebook_record *records, int32_t *output,
                       synthesis_mode mode, int n, int c) {
@@ -40,7 +33,7 @@ int32_t kelpe_cmn_dec(int32_t rate, encoder_state *state, const subframe_coeffic
 
 void predict_pitch(const pitch_parameters &pitch, encoder_state *state, int n, int32_t *y) {
   const int32_t silence[kMaxSubframe] = {};
-  local_decoder_state &local = state->local_decoder;
+  synthesis_state &local = state->local_decoder;
   local.kernels->pitch(silence, pitch.lag, pitch.gain_q3, pitch.fraction,
                        encoder_synthesis::kPitchRounding, local.pitch.history, n, false, y);
 }

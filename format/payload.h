@@ -50,15 +50,18 @@ struct payload_piece {
 // The pieces of a rate's payload in packet order, its padding left out; empty for other codes.
 std::span<const payload_piece> payload_layout(uint32_t rate);
 
+// Where each field of the codes starts.
+inline constexpr uint16_t kFieldOffset[] = {
+    offsetof(payload_codes, lsp_bit),    offsetof(payload_codes, lsp_idx),
+    offsetof(payload_codes, pitch_lag),  offsetof(payload_codes, pitch_frac),
+    offsetof(payload_codes, pitch_gain), offsetof(payload_codes, cb_idx),
+    offsetof(payload_codes, cb_gain),    offsetof(payload_codes, cb_sign)};
+
 // The word of `codes` that a piece belongs to. Not for fillers and checks.
 inline const uint32_t &payload_word(const payload_codes &codes, const payload_piece &piece) {
-  constexpr size_t kOffset[] = {
-      offsetof(payload_codes, lsp_bit),    offsetof(payload_codes, lsp_idx),
-      offsetof(payload_codes, pitch_lag),  offsetof(payload_codes, pitch_frac),
-      offsetof(payload_codes, pitch_gain), offsetof(payload_codes, cb_idx),
-      offsetof(payload_codes, cb_gain),    offsetof(payload_codes, cb_sign)};
-  const auto *const first = reinterpret_cast<const char *>(&codes) + kOffset[size_t(piece.field)];
-  return reinterpret_cast<const uint32_t *>(first)[piece.index];
+  const size_t offset = kFieldOffset[static_cast<size_t>(piece.field)];
+  const auto *const field = reinterpret_cast<const char *>(&codes) + offset;
+  return reinterpret_cast<const uint32_t *>(field)[piece.index];
 }
 inline uint32_t &payload_word(payload_codes &codes, const payload_piece &piece) {
   return const_cast<uint32_t &>(payload_word(std::as_const(codes), piece));

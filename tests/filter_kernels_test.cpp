@@ -31,10 +31,9 @@ words numbers(random_numbers *random, size_t count) {
 template <typename Sample = int32_t>
 struct guarded {
   std::vector<Sample> block;
-  guarded(int n, const words &from)
-      : block(static_cast<size_t>(n) + 2, static_cast<Sample>(kGuard)) {
-    std::transform(from.begin(), from.begin() + n, block.begin() + 1,
-                   [](int32_t word) { return static_cast<Sample>(word); });
+  guarded(int n, const words &from) : block(static_cast<size_t>(n) + 2) {
+    block.front() = block.back() = static_cast<Sample>(kGuard);
+    for (size_t i = 1; i + 1 < block.size(); i++) block[i] = static_cast<Sample>(from[i - 1]);
   }
   Sample *data() { return block.data() + 1; }
 };
@@ -86,15 +85,24 @@ TEST(FilterKernels, TenthOrder) {
                         {kLpcOrder, memory});
       });
     }
+    // All three of them.
     const int m = std::min(n, kMaxSubframe);
+    const words b = numbers(&t.random, kLpcOrder), wider = numbers(&t.random, kMaxRun);
     compare([&](const filter_kernels &kernels) {
+      guarded second(m, wider), poles(kLpcOrder, b);
       int32_t last = memory[3];
-      words all = t.blocks(m,
-                           [&](const int32_t *in, int32_t *past, int32_t *out) {
-                             kernels.pole_then_bright(in, past, a.data(), m, c, &last, out);
-                           },
-                           {kLpcOrder, memory});
+      words all =
+          t.blocks(m,
+                   [&](const int32_t *in, int32_t *past, int32_t *out) {
+                     kernels.short_term(
+                         in, {a.data(), memory.data(), b.data(), past, poles.data(), c, &last}, m,
+                         out, second.data());
+                   },
+                   {kLpcOrder, memory});
       all.push_back(last);
+      for (const guarded<> *more : {&second, &poles}) {
+        all.insert(all.end(), more->block.begin(), more->block.end());
+      }
       return all;
     });
   }
