@@ -60,14 +60,19 @@ single first(lanes v) {
 single add(single a, single b) {
   return _mm_add_epi32(a, b);
 }
+// Finished before it is used: a compiler that adds in another order puts the newest term first, on
+// which everything waits.
+single settled(single v) {
+  __asm__("" : "+x"(v));
+  return v;
+}
 single term_14(single a, single b) {
   return _mm_srli_epi64(_mm_mul_epi32(a, b), 14);
 }
 
-// Each word to the lane below it, zero into the last.
+// Each word to the lane below it. The last stays as well.
 lanes shift_down(lanes v) {
-  const lanes turned = _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(1, 2, 3, 4, 5, 6, 7, 0));
-  return _mm256_blend_epi32(turned, _mm256_setzero_si256(), 0x80);
+  return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(1, 2, 3, 4, 5, 6, 7, 7));
 }
 lanes shift_right(lanes v, int count) {
   return _mm256_sra_epi32(v, _mm_cvtsi32_si128(count));

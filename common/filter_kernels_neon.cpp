@@ -60,11 +60,17 @@ single first(lanes v) {
 single add(single a, single b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
+// Finished before it is used: a compiler that adds in another order puts the newest term first, on
+// which everything waits.
+single settled(single v) {
+  __asm__("" : "+r"(v));
+  return v;
+}
 single term_14(single a, single b) {
   return static_cast<int32_t>((int64_t{a} * b) >> 14);
 }
 
-// Each word to the lane below it, zero into the last.
+// Each word to the lane below it, 0 to the last.
 lanes shift_down(lanes v) {
   return {vextq_s32(v.low, v.high, 1), vextq_s32(v.high, vdupq_n_s32(0), 1)};
 }
