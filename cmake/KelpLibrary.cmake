@@ -57,13 +57,21 @@ set(KELP_SOURCES
   tables/lsp_tables.cpp
   tables/trigonometric_tables.cpp)
 
+# A release is small but for its kernels, where the time goes.
+set(KELP_KERNEL_OPTIMISATION $<$<CONFIG:Release>:-O3>)
+set_source_files_properties(common/filter_kernels.cpp PROPERTIES
+  COMPILE_OPTIONS "${KELP_KERNEL_OPTIMISATION}")
+
 # Kernels for further instruction sets: each file alone gets its flags.
 if(NOT KELP_PLAIN_KERNELS)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
     list(APPEND KELP_SOURCES common/filter_kernels_avx2.cpp)
-    set_source_files_properties(common/filter_kernels_avx2.cpp PROPERTIES COMPILE_OPTIONS -mavx2)
+    set_source_files_properties(common/filter_kernels_avx2.cpp PROPERTIES
+      COMPILE_OPTIONS "-mavx2;${KELP_KERNEL_OPTIMISATION}")
   elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
     list(APPEND KELP_SOURCES common/filter_kernels_neon.cpp)
+    set_source_files_properties(common/filter_kernels_neon.cpp PROPERTIES
+      COMPILE_OPTIONS "${KELP_KERNEL_OPTIMISATION}")
   endif()
 endif()
 
@@ -77,6 +85,7 @@ set_target_properties(kelp_objects PROPERTIES
   VISIBILITY_INLINES_HIDDEN ON)
 target_compile_options(kelp_objects PRIVATE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables)
+target_compile_options(kelp_objects PRIVATE $<$<CONFIG:Release>:-O2>)
 target_link_libraries(kelp_objects PRIVATE kelp_flags)
 # Hosts feed the library bytes from the air: a fault that tests missed should end the process, not
 # give it away. Sanitizers bring checks of their own, and fortified calls need an optimized build.
