@@ -11,9 +11,9 @@
 // Memories hold the oldest sample first. With `update` set the memory is taken anew from the end
 // of the run; without, the run leaves no trace, so that a search can try things. y may be x.
 //
-// The files of instruction sets include this, the public header, and nothing else of the library: of
-// an inline function that several files share, the copy kept might be one that not every processor
-// can run.
+// The files of instruction sets include this, the public header, and nothing else of the library:
+// of an inline function that several files share, the copy kept might be one that not every
+// processor can run.
 #ifndef KELP_COMMON_FILTER_KERNELS_H
 #define KELP_COMMON_FILTER_KERNELS_H
 
