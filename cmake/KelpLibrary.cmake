@@ -28,6 +28,7 @@ set(KELP_SOURCES
   common/bit_reader_le.cpp
   common/bit_writer.cpp
   common/cpu.cpp
+  common/filter_kernels.cpp
   common/fixed_point.cpp
   common/library.cpp
   common/lsp.cpp
@@ -37,7 +38,6 @@ set(KELP_SOURCES
   dec/interface.cpp
   dec/lpc_convert.cpp
   dec/lsp_dequant.cpp
-  dec/output.cpp
   dec/pitch_dequant.cpp
   dec/synthesis.cpp
   enc/analysis.cpp
@@ -69,28 +69,33 @@ set(KELP_SOURCES
   tables/lsp_tables.cpp
   tables/trigonometric_tables.cpp)
 
-# Kernels of an instruction set: they alone are compiled for it, and run only where it is found.
-# Nobody looks at the floating-point exceptions of their estimates.
+# A release is small but for its kernels, where the time goes. Those of an instruction set alone are
+# compiled for it, and run only where it is found. Nobody looks at the floating-point exceptions of
+# their estimates.
+set(kernel_flags -fno-trapping-math $<$<CONFIG:Release>:-O3>)
+set_source_files_properties(common/filter_kernels.cpp enc/kernels_plain.cpp PROPERTIES
+  COMPILE_OPTIONS "${kernel_flags}")
 if(KELP_PLAIN_KERNELS)
-  add_compile_definitions(KELP_PLAIN_KERNELS)
-elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
-  set(avx2 enc/kernels_avx2.cpp)
+  message(STATUS "Plain kernels only: this library is for comparison")
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+  set(avx2 common/filter_kernels_avx2.cpp enc/kernels_avx2.cpp)
   set(avx512 enc/kernels_avx512.cpp)
   list(APPEND KELP_SOURCES ${avx2} ${avx512})
-  set_source_files_properties(${avx2} PROPERTIES COMPILE_OPTIONS "-mavx2;-fno-trapping-math")
-  set(flags -mavx512f -mavx512bw -mavx512dq -mavx512vl -mprefer-vector-width=512
-    -fno-trapping-math)
+  set_source_files_properties(${avx2} PROPERTIES COMPILE_OPTIONS "-mavx2;${kernel_flags}")
+  set(avx512_flags -mavx512f -mavx512bw -mavx512dq -mavx512vl -mprefer-vector-width=512)
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)  # its own header's "undefined" vectors
-    list(APPEND flags -Wno-uninitialized -Wno-maybe-uninitialized)
+    list(APPEND avx512_flags -Wno-uninitialized -Wno-maybe-uninitialized)
   endif()
-  set_source_files_properties(${avx512} PROPERTIES COMPILE_OPTIONS "${flags}")
-elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
-  list(APPEND KELP_SOURCES enc/kernels_neon.cpp)
-  set_source_files_properties(enc/kernels_neon.cpp PROPERTIES
-    COMPILE_OPTIONS -fno-trapping-math)
+  set_source_files_properties(${avx512} PROPERTIES
+    COMPILE_OPTIONS "${avx512_flags};${kernel_flags}")
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+  set(neon common/filter_kernels_neon.cpp enc/kernels_neon.cpp)
+  list(APPEND KELP_SOURCES ${neon})
+  set_source_files_properties(${neon} PROPERTIES COMPILE_OPTIONS "${kernel_flags}")
 endif()
 
 add_library(kelp_objects OBJECT ${KELP_SOURCES})
+target_compile_definitions(kelp_objects PUBLIC $<$<BOOL:${KELP_PLAIN_KERNELS}>:KELP_PLAIN_KERNELS>)
 target_include_directories(kelp_objects PUBLIC
   ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
 set_target_properties(kelp_objects PROPERTIES
@@ -99,6 +104,7 @@ set_target_properties(kelp_objects PROPERTIES
   VISIBILITY_INLINES_HIDDEN ON)
 target_compile_options(kelp_objects PRIVATE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables)
+target_compile_options(kelp_objects PRIVATE $<$<CONFIG:Release>:-O2>)
 target_link_libraries(kelp_objects PRIVATE kelp_flags)
 # Hosts feed the library bytes from the air: a fault that tests missed should end the process, not
 # give it away. Sanitizers bring checks of their own, and fortified calls need an optimized build.

@@ -53,24 +53,19 @@ inline void quarter_rate_excitation(codebook_record *records, int j, int m,
   for (int k = 0; k < m; k++) e[j * m + k] = scale_noise(e[k] >> 14, records[j].gain_q16);
 }
 
-// The circular codebook, read forwards from where `index` counts backwards to.
-inline void codebook_excitation(const codebook_record &record, const int16_t *codebook, int m,
-                                int32_t *e) {
-  for (int k = 0; k < m; k++) {
-    e[k] = low32(product(record.gain_q16, codebook[(k - record.index) & 127]) >> 15);
-  }
-}
-
 // The excitation of a subframe of n samples in c codebook subframes of the same length.
-inline void make_excitation(int32_t rate, codebook_record *records, fir_filter<kNoiseTaps> *fir,
-                            int fir_shift, int n, int c, int32_t *e) {
+inline void make_excitation(const filter_kernels &kernels, int32_t rate, codebook_record *records,
+                            fir_filter<kNoiseTaps> *fir, int fir_shift, int n, int c, int32_t *e) {
   const int m = n / c;
+  const int16_t *const codebook = rate == KELP_RATE_FULL ? kelp_tbl_cb : kelp_tbl_cb_half;
   for (int j = 0; j < c; j++) {
     switch (rate) {
       case KELP_RATE_EIGHTH: eighth_rate_excitation(&records[0], m, e + j * m); break;
       case KELP_RATE_QUARTER: quarter_rate_excitation(records, j, m, fir, fir_shift, e); break;
-      case KELP_RATE_FULL: codebook_excitation(records[j], kelp_tbl_cb, m, e + j * m); break;
-      default: codebook_excitation(records[j], kelp_tbl_cb_half, m, e + j * m); break;
+      // The circular codebook, read forwards from where `index` counts backwards to.
+      default:
+        kernels.codebook(codebook, records[j].index, records[j].gain_q16, m, e + j * m);
+        break;
     }
   }
 }

@@ -10,31 +10,17 @@ namespace {
 
 constexpr int32_t kOne_q24 = 1 << 24;
 
-// A palindromic polynomial in Q24.
-struct polynomial {
-  int32_t coefficient[12];
-  int length;
-};
-
-// Multiplies by 1 - 2 c z^-1 + z^-2. The product is a palindrome too: its first half, the middle
-// included, is computed and mirrored, for even and for odd lengths alike.
-void multiply(polynomial *poly, int32_t cosine_q24) {
-  const int32_t factor[3] = {kOne_q24, wrap_mul(cosine_q24, -2), kOne_q24};
-  const int length = poly->length + 2;
-  int32_t result[12];
-  for (int k = 0; k <= length / 2; k++) {
-    int64_t sum = 0;
-    for (int j = 0; j < 3; j++) {
-      if (k - j < 0 || k - j >= poly->length) continue;
-      sum = wrap_add64(sum, product(factor[j], poly->coefficient[k - j]));
-    }
-    result[k] = low32(sum >> 24);
+// Multiplies a palindromic polynomial in Q24 by 1 - 2 c z^-1 + z^-2. The product is a palindrome
+// too, and only the first halves of both are kept, the middle included: `last` is the last index of
+// the product's, `beyond` what the polynomial would hold there. p[0] stays 1. Only the middle
+// factor's products are cut; the outer ones are whole numbers of Q24.
+inline void multiply(int32_t *p, int last, int32_t beyond, int32_t cosine_q24) {
+  const int32_t factor = wrap_mul(cosine_q24, -2);
+  p[last] = beyond;
+  for (int k = last; k >= 1; k--) {
+    const int32_t outer = k >= 2 ? wrap_add(p[k], p[k - 2]) : p[k];
+    p[k] = wrap_add(outer, low32(product(factor, p[k - 1]) >> 24));
   }
-  for (int k = 0; k <= length / 2; k++) {
-    poly->coefficient[k] = result[k];
-    poly->coefficient[length - 1 - k] = result[k];
-  }
-  poly->length = length;
 }
 
 }  // namespace
@@ -52,15 +38,17 @@ void space_lsps(int32_t lsp[kLpcOrder]) {
 
 void cosines_to_lpc(const int32_t cosine[kLpcOrder], int32_t lpc_q14[kLpcOrder]) {
   // The sum polynomial with its root at -1, and the difference polynomial without its root at +1.
-  polynomial p = {{kOne_q24, kOne_q24}, 2};
-  for (int i = 0; i < kLpcOrder; i += 2) multiply(&p, cosine[i]);
-  polynomial q = {{kOne_q24, wrap_mul(cosine[1], -2), kOne_q24}, 3};
-  for (int i = 3; i < kLpcOrder; i += 2) multiply(&q, cosine[i]);
+  int32_t p[6] = {kOne_q24};
+  int32_t q[6] = {kOne_q24, wrap_mul(cosine[1], -2)};
+  for (int i = 1; i <= 5; i++) {  // of even length: the halves meet in two equal coefficients
+    multiply(p, i, p[i - 1], cosine[2 * i - 2]);
+    if (i >= 2) multiply(q, i, q[i - 2], cosine[2 * i - 1]);
+  }
 
   // Half the sum of both, Q24 to Q14, rounded once.
   for (int i = 1; i <= 5; i++) {
-    const int32_t p_i = p.coefficient[i];
-    const int32_t step = wrap_sub(q.coefficient[i], q.coefficient[i - 1]);
+    const int32_t p_i = p[i];
+    const int32_t step = wrap_sub(q[i], q[i - 1]);
     lpc_q14[i - 1] = wrap_add(wrap_sub(wrap_neg(step), p_i), 1024) >> 11;
     lpc_q14[10 - i] = wrap_add(wrap_sub(step, p_i), 1024) >> 11;
   }

@@ -4,8 +4,7 @@
 // Synthesis of one subframe: excitation, long-term synthesis, its smoothing, formant synthesis,
 // postfilter, gain control. Decoder and encoder run this one body; a policy names what differs:
 //
-//   pitch_rounding   how half-sample lags are rounded (common/filters.h)
-//   last_stage       the postfilter's last filter, with run(samples, n)
+//   kPitchRounding   how half-sample lags are rounded
 //   kMatchBits       bits kept by the gain that restores the energy after smoothing
 //   kControlBits     the same of the gain control
 //   kFirShift        Q format of the quarter-rate noise filter's taps
@@ -13,21 +12,17 @@
 #ifndef KELP_COMMON_SYNTHESIS_H
 #define KELP_COMMON_SYNTHESIS_H
 
-#include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdint>
-#include <cstring>
 
 #include "common/excitation.h"
+#include "common/filter_kernels.h"
 #include "common/filters.h"
 #include "common/lsp.h"
 #include "common/wrapping.h"
 
 namespace kelp {
-
-enum class synthesis_mode {
-  analysis,  // long-term synthesis and the weighted filter only, for the encoder's search
-  normal,    // all of it, into the output
-};
 
 struct pitch_parameters {
   int32_t lag;       // samples
@@ -35,126 +30,148 @@ struct pitch_parameters {
   int16_t gain_q3;   // 8 = 1.0
 };
 
+// The postfilter's last stage: a first-order all-pole filter that lifts the upper band.
+struct brightening_filter {
+  int32_t memory;
+  int32_t coefficient_q14;
+};
+
 // Every memory of synthesis, kept from subframe to subframe.
-template <typename LastStage>
 struct synthesis_state {
-  lpc_filter formant;
-  lpc_filter weighted;  // analysis mode only
-  int32_t weighted_output[kMaxSubframe];
+  const filter_kernels *kernels;  // chosen when the handle is created
+  lpc_memory formant;
   pitch_filter pitch;      // keeps the last subframe's parameters for concealment too
   pitch_filter smoothing;  // second, weaker long-term filter
-  lpc_filter post_pole;
-  lpc_filter post_zero;
-  LastStage last_stage;
+  lpc_memory post_pole;
+  brightening_filter last_stage;
   int16_t control_gain_q14;  // gain control, starts at 16384
   fir_filter<kNoiseTaps> noise_fir;
 };
 
-// floor(sqrt(x)), at most 65535; 0 for negative x. Bit by bit, from bit 7 for short quotients.
-inline int32_t integer_sqrt(int64_t x) {
-  int64_t root = 0;
-  for (int64_t bit = x < 65536 ? 1 << 7 : 1 << 15; bit != 0; bit >>= 1) {
-    const int64_t trial = (root | bit) * (root | bit);
-    if (trial <= x) root |= bit;
-    if (trial == x) break;
+// kRoots[i] is the root of 256 (i + 64) and what lies above it up to the next entry, within 1.
+inline constexpr auto kRoots = [] {
+  std::array<uint8_t, 192> table{};
+  uint32_t root = 128;
+  for (uint32_t i = 0; i < table.size(); i++) {
+    while ((root + 1) * (root + 1) <= 256 * (i + 64) + 255) root++;
+    table[i] = static_cast<uint8_t>(root);
   }
-  return static_cast<int32_t>(root);
+  return table;
+}();
+
+// floor(sqrt(x)), at most 65535; 0 for negative x.
+inline int32_t integer_sqrt(int64_t x) {
+  if (x <= 0) return 0;
+  if (x >> 32 != 0) return 65535;
+  // One step of Newton's method on 2^30 .. 2^32 - 1, from 8 bits of root to 16 of them or one more.
+  const int zeros = std::countl_zero(static_cast<uint32_t>(x)) & ~1;
+  const uint32_t normal = static_cast<uint32_t>(x) << zeros;
+  const uint32_t guess = kRoots[(normal >> 24) - 64];
+  uint32_t root = (guess << 7) + (normal >> 9) / guess;
+  if (uint64_t{root} * root > normal) root--;
+  return static_cast<int32_t>(root >> (zeros / 2));
 }
 
-// Sum of squares of the samples, each shifted first (left for a negative count). Wraps in 64 bits.
-inline int64_t energy(const int32_t *x, int n, int shift_right_by) {
+// Sum of squares of the samples. Wraps in 64 bits.
+inline int64_t energy(const int32_t *x, int n) {
   int64_t sum = 0;
-  for (int k = 0; k < n; k++) {
-    const int64_t v =
-        shift_right_by < 0 ? int64_t{x[k]} << -shift_right_by : int64_t{x[k]} >> shift_right_by;
-    sum = wrap_add64(sum, wrap_mul64(v, v));
-  }
+  for (int k = 0; k < n; k++) sum = wrap_add64(sum, product(x[k], x[k]));
   return sum;
 }
 
+// The energy of samples shifted left by `up` bits, from their own. Wraps as well.
+inline int64_t energy_shifted_up(int64_t energy, int up) {
+  return wrap_mul64(energy, int64_t{1} << (2 * up));
+}
+
 template <typename Policy>
-void run_pitch_filter(pitch_filter *filter, const int32_t *x, int n, int32_t *y) {
-  pitch_scratch scratch;
-  filter_pole_1_tap_interp<typename Policy::pitch_rounding>(
-      x, filter->lag, filter->gain_q3, filter->fraction, filter->history, n, true, scratch, y);
+void run_pitch_filter(const filter_kernels &kernels, pitch_filter *filter, const int32_t *x, int n,
+                      int32_t *y) {
+  kernels.pitch(x, filter->lag, filter->gain_q3, filter->fraction, Policy::kPitchRounding,
+                filter->history, n, true, y);
 }
 
 // Replaces p by its smoothed form, brought back to the energy of p.
-template <typename Policy, typename State>
-void smooth_pitch(State *state, int n, int32_t *p) {
+template <typename Policy>
+void smooth_pitch(synthesis_state *state, int n, int32_t *p) {
   int32_t q[kMaxSubframe];
   const int16_t gain_q3 = state->pitch.gain_q3;
   state->smoothing.lag = state->pitch.lag;
   state->smoothing.fraction = state->pitch.fraction;
   state->smoothing.gain_q3 = static_cast<int16_t>(gain_q3 > 8 ? 4 : gain_q3 >> 1);
-  run_pitch_filter<Policy>(&state->smoothing, p, n, q);
+  const filter_kernels &kernels = *state->kernels;
+  run_pitch_filter<Policy>(kernels, &state->smoothing, p, n, q);
 
-  const int64_t wanted = energy(p, n, -Policy::kMatchBits);
-  const int64_t smoothed = energy(q, n, 6);
-  const int64_t gain = wanted != 0 && smoothed != 0 ? integer_sqrt(wanted / smoothed) : 0;
-  for (int k = 0; k < n; k++) p[k] = low32(((q[k] >> 6) * gain) >> Policy::kMatchBits);
+  const int64_t wanted = energy_shifted_up(kernels.energy(p, n, 0), Policy::kMatchBits);
+  const int64_t smoothed = kernels.energy(q, n, 6);
+  const int32_t gain = wanted != 0 && smoothed != 0 ? integer_sqrt(wanted / smoothed) : 0;
+  kernels.scale(q, n, 6, gain, Policy::kMatchBits, p);
 }
 
-// A(z / 0.625) / A(z / 0.775) and the last stage, from y into f.
-template <typename State>
-void short_term_postfilter(State *state, const int32_t *a, const int32_t *y, int n, int32_t *f) {
+// Formant synthesis from p into y; A(z / 0.625) / A(z / 0.775) and the last stage from there take
+// p's place.
+inline void synthesize_and_postfilter(synthesis_state *state, const int32_t *a, int32_t *p, int n,
+                                      int32_t *y) {
   constexpr int32_t kPole_q14[kLpcOrder] = {12697, 9839, 7624, 5908, 4578,
                                             3547,  2748, 2129, 1649, 1277};
   constexpr int32_t kZero_q14[kLpcOrder] = {10240, 6400, 4000, 2500, 1562, 976, 610, 381, 238, 148};
+  int32_t pole[kLpcOrder];
+  int32_t zero[kLpcOrder];
   for (int i = 0; i < kLpcOrder; i++) {
-    state->post_pole.coefficients[i] = low32((product(a[i], kPole_q14[i]) + 8192) >> 14);
-    state->post_zero.coefficients[i] = low32((8192 - product(a[i], kZero_q14[i])) >> 14);
+    pole[i] = low32((product(a[i], kPole_q14[i]) + 8192) >> 14);
+    zero[i] = low32((8192 - product(a[i], kZero_q14[i])) >> 14);
   }
-  lpc_scratch scratch;
-  kelp_filter_zero(y, state->post_zero.memory, state->post_zero.coefficients, n, true, scratch, f);
-  kelp_filter_pole(f, state->post_pole.memory, state->post_pole.coefficients, n, true, scratch, f);
-  state->last_stage.run(f, n);
+  state->kernels->short_term(p,
+                             {a, zero, pole, state->formant, state->post_pole,
+                              state->last_stage.coefficient_q14, &state->last_stage.memory},
+                             n, y, p);
 }
 
 // Brings f to the level of y, which it replaces. One gain serves the subframe.
-template <typename Policy, typename State>
-void control_gain(State *state, const int32_t *f, int n, int32_t *y) {
-  const int64_t wanted = energy(y, n, -Policy::kControlBits);
-  const int64_t filtered = energy(f, n, 8);
+template <typename Policy>
+void control_gain(synthesis_state *state, const int32_t *f, int n, int32_t *y) {
+  const filter_kernels &kernels = *state->kernels;
+  const int64_t wanted = energy_shifted_up(kernels.energy(y, n, 0), Policy::kControlBits);
+  const int64_t filtered = kernels.energy(f, n, 8);
   if (wanted != 0 && filtered != 0) {
     const int64_t ratio = integer_sqrt(wanted / filtered);
     const int64_t sum = state->control_gain_q14 * 15360 + (ratio << (16 - Policy::kControlBits));
     state->control_gain_q14 = static_cast<int16_t>(sum >> 14);
   }
-  for (int k = 0; k < n; k++) y[k] = low32((int64_t{f[k] >> 8} * state->control_gain_q14) >> 6);
+  kernels.scale(f, n, 8, state->control_gain_q14, 6, y);
 }
 
 // One subframe.
 //   records  one per codebook subframe; the first one's seed is advanced at rates 1 and 2
-//   output   n samples, Q12; not touched in analysis mode
-//   n, c     samples (20 or 40, in analysis mode 10 too) and codebook subframes in them
-template <typename Policy, typename State>
-void synthesize_subframe(int32_t rate, State *state, const subframe_coefficients &coefficients,
-                         const pitch_parameters &pitch, codebook_record *records, int32_t *output,
-                         synthesis_mode mode, int n, int c) {
+//   weighted memory of the weighted filter: long-term synthesis and that filter only, to keep their
+//            memories for the encoder's search; null: all of it
+//   output   n samples, Q12; not touched with `weighted`
+//   n, c     samples (20 or 40, with `weighted` 10 too) and codebook subframes in them
+template <typename Policy>
+void synthesize_subframe(int32_t rate, synthesis_state *state,
+                         const subframe_coefficients &coefficients, const pitch_parameters &pitch,
+                         codebook_record *records, int32_t *weighted, int32_t *output, int n,
+                         int c) {
+  const filter_kernels &kernels = *state->kernels;
   int32_t p[kMaxSubframe];
-  make_excitation(rate, records, &state->noise_fir, Policy::kFirShift, n, c, p);
+  make_excitation(kernels, rate, records, &state->noise_fir, Policy::kFirShift, n, c, p);
 
   state->pitch.lag = pitch.lag;
   state->pitch.fraction = pitch.fraction;
   state->pitch.gain_q3 = pitch.gain_q3;
-  run_pitch_filter<Policy>(&state->pitch, p, n, p);
+  run_pitch_filter<Policy>(kernels, &state->pitch, p, n, p);
 
-  lpc_scratch scratch;
-  std::copy_n(coefficients.expanded, kLpcOrder, state->formant.coefficients);
-  if (mode == synthesis_mode::analysis) {
-    std::copy_n(coefficients.weighted, kLpcOrder, state->weighted.coefficients);
-    kelp_filter_pole(p, state->weighted.memory, state->weighted.coefficients, n, true, scratch,
-                     state->weighted_output);
+  if (weighted != nullptr) {
+    kernels.pole(p, weighted, coefficients.weighted, n, true, p);
     return;
   }
 
   if constexpr (Policy::kSmoothing) smooth_pitch<Policy>(state, n, p);
-  kelp_filter_pole(p, state->formant.memory, state->formant.coefficients, n, true, scratch, output);
   if constexpr (Policy::kPostfilter) {
-    int32_t filtered[kMaxSubframe];
-    short_term_postfilter(state, coefficients.expanded, output, n, filtered);
-    control_gain<Policy>(state, filtered, n, output);
+    synthesize_and_postfilter(state, coefficients.expanded, p, n, output);
+    control_gain<Policy>(state, p, n, output);
+  } else {
+    kernels.pole(p, state->formant, coefficients.expanded, n, true, output);
   }
 }
 

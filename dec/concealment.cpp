@@ -77,10 +77,7 @@ int32_t conceal_frame(decoder_scratch *frame) {
   for (int k = 0; k < 4; k++) {
     record.gain_q16 = ramp[k];
     record.index = position;
-    const int32_t code =
-        kelpd_cmn_dec(KELP_RATE_FULL, state, frame->coefficients[0], frame->pitch, &record,
-                      frame->speech_q12 + k * kSubframe, synthesis_mode::normal, kSubframe, 1);
-    if (code != KELP_OK) return code;
+    decode_subframe(frame, KELP_RATE_FULL, 0, k * kSubframe, kSubframe, 1);
     position = (position + 88) % 128;
   }
 

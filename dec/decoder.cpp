@@ -10,7 +10,6 @@
 #include <cstring>
 
 #include "dec/dequant.h"
-#include "dec/output.h"
 #include "format/unpack.h"
 
 namespace kelp {
@@ -27,7 +26,7 @@ void good_frame(decoder_state *state, int32_t last_gain_q16) {
 int32_t decode_spectrum(decoder_scratch *frame) {
   decoder_state *const state = frame->state;
   if (const int32_t code = kelpd_iq_lpc(frame->params, state, frame->lsp)) return code;
-  return kelpd_lpc_convert(0, frame->params.rate, state->previous_lsp, frame->lsp,
+  return kelpd_lpc_convert(1, frame->params.rate, state->previous_lsp, frame->lsp,
                            frame->coefficients, 0);
 }
 
@@ -49,10 +48,7 @@ int32_t decode_eighth_rate(decoder_scratch *frame) {
   const int32_t new_gain = (old_gain + gain_q16) >> 1;
   for (int k = 0; k < 8; k++) {
     record.gain_q16 = ((7 - k) * old_gain + (k + 1) * new_gain) >> 3;
-    const int32_t code =
-        kelpd_cmn_dec(KELP_RATE_EIGHTH, state, frame->coefficients[0], frame->pitch, &record,
-                      frame->speech_q12 + k * kStep, synthesis_mode::normal, kStep, 1);
-    if (code != KELP_OK) return code;
+    decode_subframe(frame, KELP_RATE_EIGHTH, 0, k * kStep, kStep, 1);
   }
   good_frame(state, gain_q16);
   state->eighth_rate_run = count_up(state->eighth_rate_run);
@@ -112,10 +108,7 @@ int32_t decode_quarter_rate(decoder_scratch *frame) {
   for (int k = 0; k < 4; k++) {
     records[0].gain_q16 = halves[k][0];
     records[1].gain_q16 = halves[k][1];
-    const int32_t code =
-        kelpd_cmn_dec(KELP_RATE_QUARTER, state, frame->coefficients[k], frame->pitch, records,
-                      frame->speech_q12 + k * kSubframe, synthesis_mode::normal, kSubframe, 2);
-    if (code != KELP_OK) return code;
+    decode_subframe(frame, KELP_RATE_QUARTER, k, k * kSubframe, kSubframe, 2);
   }
   good_frame(state, g[4]);
   state->eighth_rate_run = 0;
@@ -140,10 +133,7 @@ int32_t decode_voiced_rate(decoder_scratch *frame) {
       kelp_unpack_codebook(*params, frame->records, k, c);
       kelp_iq_gain(params->rate, &frame->records[c], c, &state->gains);
     }
-    const int32_t code = kelpd_cmn_dec(rate, state, frame->coefficients[k], frame->pitch,
-                                       frame->records, frame->speech_q12 + k * kSubframe,
-                                       synthesis_mode::normal, kSubframe, codebook_subframes);
-    if (code != KELP_OK) return code;
+    decode_subframe(frame, rate, k, k * kSubframe, kSubframe, codebook_subframes);
     good_frame(state, frame->records[codebook_subframes - 1].gain_q16);
     state->eighth_rate_run = 0;
   }
@@ -165,9 +155,8 @@ int32_t decode_frame(decoder_scratch *frame) {
   }
 }
 
-void write_output(decoder_scratch *frame, kelp_pcm_frame *audio) {
-  for (int32_t &sample : frame->speech_q12) sample >>= 12;
-  kelpd_recon(frame->speech_q12, audio);
+void write_output(const decoder_scratch &frame, kelp_pcm_frame *audio) {
+  std::copy_n(frame.pcm, KELP_FRAME_SAMPLES, audio->samples[0]);
   audio->sample_count[0] = KELP_FRAME_SAMPLES;
   audio->byte_count[0] = KELP_FRAME_SAMPLES * sizeof(int16_t);
   constexpr uint32_t kFormat[4] = {1, 16, KELP_SAMPLE_RATE_HZ, 1};
@@ -175,6 +164,14 @@ void write_output(decoder_scratch *frame, kelp_pcm_frame *audio) {
 }
 
 }  // namespace
+
+void decode_subframe(decoder_scratch *frame, int32_t rate, int set, int start, int n, int c) {
+  decoder_state *const state = frame->state;
+  int32_t speech_q12[kMaxSubframe];
+  kelpd_cmn_dec(rate, state, frame->coefficients[set], frame->pitch, frame->records, speech_q12, n,
+                c);
+  state->synthesis.kernels->to_pcm(speech_q12, n, frame->pcm + start);
+}
 
 int32_t kelpd_dec(void *handle, void *packet, void *audio, void *info) {
   auto *const decoder = static_cast<decoder_handle *>(handle);
@@ -191,7 +188,7 @@ int32_t kelpd_dec(void *handle, void *packet, void *audio, void *info) {
   kcmn_bsr_init(reader, in->data, in->length, nullptr);
   kelpd_unpack(reader, &frame->params);
   if (const int32_t code = decode_frame(frame)) return code;
-  write_output(frame, static_cast<kelp_pcm_frame *>(audio));
+  write_output(*frame, static_cast<kelp_pcm_frame *>(audio));
 
   state->last_rate = static_cast<int32_t>(frame->params.rate);
   std::copy_n(frame->lsp, kLpcOrder, state->previous_lsp);

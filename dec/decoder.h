@@ -19,10 +19,14 @@ int32_t kelpd_dec(void *handle, void *packet, void *audio, void *info);
 // Fills the frame from the state alone: a lost packet, or one whose LSPs are unusable. Returns 0.
 int32_t conceal_frame(decoder_scratch *frame);
 
-// One subframe of frame->coefficients[set], frame->pitch and frame->records into `output`.
+// One subframe of frame->coefficients[set], frame->pitch and frame->records into frame->pcm: n
+// samples from `start` on, in c codebook subframes.
+void decode_subframe(decoder_scratch *frame, int32_t rate, int set, int start, int n, int c);
+
+// One subframe of synthesis, see common/synthesis.h. `output` is Q12. Returns 0.
 int32_t kelpd_cmn_dec(int32_t rate, decoder_state *state, const subframe_coefficients &coefficients,
                       const pitch_parameters &pitch, codebook_record *records, int32_t *output,
-                      synthesis_mode mode, int n, int c);
+                      int n, int c);
 
 }  // namespace kelp
 

@@ -14,13 +14,6 @@
 
 namespace kelp {
 
-// The postfilter's last stage: a first-order all-pole filter that lifts the upper band.
-struct brightening_filter {
-  int32_t memory;
-  int32_t coefficient_q14;
-  void run(int32_t *samples, int n);
-};
-
 // Gain indices (dB) of the codebook subframes decoded last.
 struct gain_memory {
   int32_t last;
@@ -36,7 +29,7 @@ struct decoder_state {
   int32_t eighth_rate_run;          // consecutive eighth-rate frames, erasures not counted
   int32_t previous_gain_q16;        // magnitude of the last codebook gain
   gain_memory gains;
-  synthesis_state<brightening_filter> synthesis;  // its pitch parameters serve concealment too
+  synthesis_state synthesis;  // its pitch parameters serve concealment too
 };
 
 struct decoder_scratch {
@@ -46,7 +39,7 @@ struct decoder_scratch {
   subframe_coefficients coefficients[4];
   codebook_record records[5];  // of one pitch subframe; quarter rate has five gains
   pitch_parameters pitch;
-  int32_t speech_q12[KELP_FRAME_SAMPLES];
+  int16_t pcm[KELP_FRAME_SAMPLES];
 };
 
 struct decoder_handle {

@@ -43,6 +43,7 @@ void kelp::kelp_filter_init_dec(decoder_state *state) {
   std::copy_n(kNoiseShape_q14, kNoiseTaps, state->synthesis.noise_fir.taps);
   state->synthesis.last_stage.coefficient_q14 = kBrightening_q14;
   state->synthesis.control_gain_q14 = 16384;
+  state->synthesis.kernels = &filter_kernels_for(best_instruction_set());
 }
 
 void *kelpd_create(const kelp_config *config, int32_t *err) {

@@ -9,7 +9,7 @@ namespace kelp {
 namespace {
 
 struct decoder_synthesis {
-  using pitch_rounding = truncate_each_term;
+  static constexpr pitch_rounding kPitchRounding = pitch_rounding::each_term;
   static constexpr int kMatchBits = 1;
   static constexpr int kControlBits = 1;
   static constexpr int kFirShift = 14;
@@ -21,9 +21,9 @@ struct decoder_synthesis {
 
 int32_t kelpd_cmn_dec(int32_t rate, decoder_state *state, const subframe_coefficients &coefficients,
                       const pitch_parameters &pitch, codebook_record *records, int32_t *output,
-                      synthesis_mode mode, int n, int c) {
+                      int n, int c) {
   synthesize_subframe<decoder_synthesis>(rate, &state->synthesis, coefficients, pitch, records,
-                                         output, mode, n, c);
+                                         nullptr, output, n, c);
   return KELP_OK;
 }
 

@@ -19,13 +19,6 @@ inline constexpr int kSpeechHistory = KELP_LOOKAHEAD_SAMPLES;
 inline constexpr int kSpeechBuffer = kSpeechHistory + KELP_FRAME_SAMPLES;
 inline constexpr int kDecimatedHistory = 60;
 
-// The encoder's last postfilter stage: an all-pole filter whose coefficients stay 0.
-struct open_pole_stage {
-  lpc_filter filter;
-  void run(int32_t *samples, int n);
-};
-using local_decoder_state = synthesis_state<open_pole_stage>;
-
 // High-pass memory. An output is kept as its upper 16 bits and the 15 bits below them.
 struct preprocess_state {
   int32_t y2_high, y2_low;  // two samples back
@@ -52,7 +45,7 @@ struct rate_decision_state {
   int32_t voiced_run;                    // consecutive frames of high periodicity
   bool signal_seen;                      // set by the first run of periodic frames, for good
   int32_t decimated[kDecimatedHistory];  // last low-passed residual at 4 kHz
-  fir_filter<kRateFilterTaps> lowpass;   // Q24
+  int32_t lowpass[kRateFilterTaps - 1];  // past inputs of the rate filter, Q14, oldest first
 };
 
 // Gain indices of the last two codebook subframes, and of the last three in Q16, newest first.
@@ -64,9 +57,10 @@ struct gain_quantizer_state {
 };
 
 struct encoder_state {
-  lpc_filter weighting_zero;
-  lpc_filter weighting_pole;
-  local_decoder_state local_decoder;
+  lpc_memory weighting_zero;
+  lpc_memory weighting_pole;
+  synthesis_state local_decoder;  // its last stage stays open
+  lpc_memory weighted_synthesis;  // in analysis mode
   preprocess_state preprocess;
   int32_t speech[kSpeechBuffer];  // 16-bit values; samples 0 .. 159 are coded, 60 .. 219 analysed
   rate_decision_state rate_decision;

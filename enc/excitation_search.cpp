@@ -6,7 +6,6 @@
 
 #include "enc/excitation_search.h"
 
-#include <algorithm>
 #include <cstdlib>
 
 #include "enc/gain_quant.h"
@@ -17,25 +16,23 @@ namespace {
 
 // target = w (to Q14) less what the filter gives for `excitation` on its memory as it stands.
 void make_target(const int32_t *w, const int32_t *excitation,
-                 const subframe_coefficients &coefficients, const encoder_state &state, int n,
+                 const subframe_coefficients &coefficients, encoder_state *state, int n,
                  int32_t *target) {
-  int32_t memory[kLpcOrder];
-  std::copy_n(state.local_decoder.weighted.memory, kLpcOrder, memory);
-  lpc_scratch scratch;
   int32_t response[kPitchSubframe];
-  kelp_filter_pole(excitation, memory, coefficients.weighted, n, false, scratch, response);
+  state->local_decoder.kernels->pole(excitation, state->weighted_synthesis, coefficients.weighted,
+                                     n, false, response);
   for (int k = 0; k < n; k++) target[k] = wrap_sub(wrap_shl(w[k], 14), response[k]);
 }
 
 // Pitch parameters of subframe i, as the decoder will read them.
-pitch_parameters encode_pitch(encoder_frame *frame, const encoder_state &state, int i,
+pitch_parameters encode_pitch(encoder_frame *frame, encoder_state *state, int i,
                               const int32_t h[kImpulseResponse]) {
   const int32_t silence[kPitchSubframe] = {};
   int32_t target[kPitchSubframe];
   make_target(frame->weighted_speech + i * kPitchSubframe, silence, frame->coefficients[i], state,
               kPitchSubframe, target);
   const pitch_candidate best =
-      search_pitch(*frame->kernels, target, h, state.local_decoder.pitch.history);
+      search_pitch(*frame->kernels, target, h, state->local_decoder.pitch.history);
 
   pitch_parameters pitch = {best.lag, best.fraction, 0};
   payload_codes &codes = frame->codes;
@@ -54,9 +51,9 @@ void encode_codebook(encoder_frame *frame, encoder_state *state, const pitch_par
   const subframe_coefficients &coefficients = frame->coefficients[i];
   int32_t contribution[kPitchSubframe];
   int32_t target[kPitchSubframe];
-  predict_pitch(pitch, state->local_decoder.pitch.history, n, contribution);
+  predict_pitch(pitch, state, n, contribution);
   make_target(frame->weighted_speech + i * kPitchSubframe + j * n, contribution, coefficients,
-              *state, n, target);
+              state, n, target);
   const codebook_choice choice =
       frame->rate == KELP_RATE_FULL
           ? search_codebook(*frame->kernels, *filtered, target)
@@ -90,8 +87,8 @@ void encode_codebooks(encoder_frame *frame, encoder_state *state, const pitch_pa
 void encode_speech(encoder_frame *frame, encoder_state *state) {
   for (int i = 0; i < 4; i++) {
     int32_t h[kImpulseResponse];
-    impulse_response(frame->coefficients[i], h);
-    const pitch_parameters pitch = encode_pitch(frame, *state, i, h);
+    impulse_response(*state->local_decoder.kernels, frame->coefficients[i], h);
+    const pitch_parameters pitch = encode_pitch(frame, state, i, h);
     encode_codebooks(frame, state, pitch, i, h);
   }
   state->eighth_rate_run = 0;
@@ -99,11 +96,11 @@ void encode_speech(encoder_frame *frame, encoder_state *state) {
 
 }  // namespace
 
-void impulse_response(const subframe_coefficients &coefficients, int32_t h[kImpulseResponse]) {
+void impulse_response(const filter_kernels &kernels, const subframe_coefficients &coefficients,
+                      int32_t h[kImpulseResponse]) {
   const int32_t impulse[kImpulseResponse] = {16384};
-  int32_t memory[kLpcOrder] = {};
-  lpc_scratch scratch;
-  kelp_filter_pole(impulse, memory, coefficients.weighted, kImpulseResponse, false, scratch, h);
+  lpc_memory memory = {};
+  kernels.pole(impulse, memory, coefficients.weighted, kImpulseResponse, false, h);
 }
 
 void kelpe_pitch_cb_extract(encoder_frame *frame, encoder_state *state) {

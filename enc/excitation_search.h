@@ -20,7 +20,8 @@ void kelpe_pitch_cb_extract(encoder_frame *frame, encoder_state *state);
 void encode_noise(encoder_frame *frame, encoder_state *state);
 
 // Response of the weighted synthesis filter to an impulse of 16384.
-void impulse_response(const subframe_coefficients &coefficients, int32_t h[kImpulseResponse]);
+void impulse_response(const filter_kernels &kernels, const subframe_coefficients &coefficients,
+                      int32_t h[kImpulseResponse]);
 
 // A lag, and the correlation and energy of the past excitation it selects.
 struct pitch_candidate {
@@ -32,7 +33,7 @@ struct pitch_candidate {
 
 // The lag whose filtered past excitation matches the target best.
 //   target   40 samples, Q14 of the weighted speech
-//   history  kPitchHistory samples of excitation, newest first
+//   history  kPitchHistory samples of excitation, oldest first
 pitch_candidate search_pitch(const encoder_kernels &kernels, const int32_t target[kPitchSubframe],
                              const int32_t h[kImpulseResponse], const int32_t *history);
 
@@ -49,12 +50,16 @@ codebook_choice search_long_codebook(const encoder_kernels &kernels, const int32
                                      filtered_codebook *filtered);
 
 // The local decoder: as kelpd_cmn_dec, with the encoder's roundings.
+enum class synthesis_mode {
+  analysis,  // long-term synthesis and the weighted filter only, for the search
+  normal,    // all of it, into the output
+};
 int32_t kelpe_cmn_dec(int32_t rate, encoder_state *state, const subframe_coefficients &coefficients,
                       const pitch_parameters &pitch, codebook_record *records, int32_t *output,
                       synthesis_mode mode, int n, int c);
 
-// The encoder's long-term filter, tentatively: history is left as it is.
-void predict_pitch(const pitch_parameters &pitch, const int32_t *history, int n, int32_t *y);
+// The encoder's long-term filter, tentatively: the state is left as it is.
+void predict_pitch(const pitch_parameters &pitch, encoder_state *state, int n, int32_t *y);
 
 }  // namespace kelp
 

@@ -23,11 +23,6 @@ constexpr int32_t kNoiseShape_q24[kelp::kNoiseTaps] = {
     587535,   -1664094, 629064,   15074558, 629064,   -1664094, 587535,
     -1552124, 510260,   -1377527, 408419,   -1158605, 291149,   -2255728};
 
-// Low-pass before the rate decision's periodicity measure, unit gain at 0 Hz, Q24.
-constexpr int32_t kRateLowpass_q24[kelp::kRateFilterTaps] = {
-    45724,   172512,  100215,  -387382, -840504, -222057, 1956690, 4643115, 5872026,
-    4643115, 1956690, -222057, -840504, -387382, 100215,  172512,  45724};
-
 // Where the bands start: noise as loud as it may be, and the autocorrelations of their filters.
 constexpr kelp::band_state kBandStart[2] = {{5059644,
                                              3200000,
@@ -46,8 +41,8 @@ void set_starting_values(encoder_state *state) {
   std::memset(state, 0, sizeof *state);
   std::copy_n(kNoiseShape_q24, kelp::kNoiseTaps, state->local_decoder.noise_fir.taps);
   state->local_decoder.control_gain_q14 = 16384;
+  state->local_decoder.kernels = &kelp::filter_kernels_for(kelp::best_instruction_set());
   kelp::rate_decision_state &decision = state->rate_decision;
-  std::copy_n(kRateLowpass_q24, kelp::kRateFilterTaps, decision.lowpass.taps);
   std::copy_n(kBandStart, 2, decision.band);
   decision.previous_rate = KELP_RATE_EIGHTH;
   decision.hangover_count = 10;

@@ -63,8 +63,8 @@ struct encoder_kernels {
   // Scores of every lag.
   //   target   40 samples
   //   h        impulse response, Q14, h[0] = 16384
-  //   history  past excitation, newest first, kLastLag samples
-  void (*correlate_lags)(const int32_t *target, const int32_t *h, const int32_t *history,
+  //   past     the end of the past excitation, of which kLastLag samples are read
+  void (*correlate_lags)(const int32_t *target, const int32_t *h, const int32_t *past,
                          lag_scores *scores);
 
   // Bounds for the lags kMinLag .. kMaxLag, by their places in `scores`; infinite ones rule nothing

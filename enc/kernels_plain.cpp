@@ -39,11 +39,11 @@ void score_lag(const int32_t *target, const int32_t *y, int lag, int64_t *exy, i
 
 // Each lag's filtered excitation is the one before, a sample later, with one more sample's
 // response.
-void correlate_lags(const int32_t *target, const int32_t *h, const int32_t *history,
+void correlate_lags(const int32_t *target, const int32_t *h, const int32_t *past,
                     lag_scores *scores) {
   int32_t y[kPitchSubframe] = {};
   for (int lag = 1; lag <= kLastLag; lag++) {
-    shift_in(y, history[lag - 1], h, kPitchSubframe);
+    shift_in(y, past[-lag], h, kPitchSubframe);
     if (lag < kFirstLag) continue;
     const int i = lag - kFirstLag;
     score_lag(target, y, lag, &scores->exy[i], &scores->eyy[i]);

@@ -3,8 +3,6 @@
 //
 // The shared synthesis with the encoder's roundings.
 
-#include <algorithm>
-
 #include "enc/excitation_search.h"
 
 namespace kelp {
@@ -13,7 +11,7 @@ namespace {
 // Half-sample lags are rounded once, energies keep more bits, the noise filter's taps are Q24: the
 // encoder follows the decoder closely, not to the bit.
 struct encoder_synthesis {
-  using pitch_rounding = truncate_sum;
+  static constexpr pitch_rounding kPitchRounding = pitch_rounding::sum;
   static constexpr int kMatchBits = 4;
   static constexpr int kControlBits = 3;
   static constexpr int kFirShift = 24;
@@ -23,26 +21,21 @@ struct encoder_synthesis {
 
 }  // namespace
 
-void open_pole_stage::run(int32_t *samples, int n) {
-  lpc_scratch scratch;
-  kelp_filter_pole(samples, filter.memory, filter.coefficients, n, true, scratch, samples);
-}
-
 int32_t kelpe_cmn_dec(int32_t rate, encoder_state *state, const subframe_coefficients &coefficients,
                       const pitch_parameters &pitch, codebook_record *records, int32_t *output,
                       synthesis_mode mode, int n, int c) {
+  const bool analysis = mode == synthesis_mode::analysis;
   synthesize_subframe<encoder_synthesis>(rate, &state->local_decoder, coefficients, pitch, records,
-                                         output, mode, n, c);
+                                         analysis ? state->weighted_synthesis : nullptr, output, n,
+                                         c);
   return KELP_OK;
 }
 
-void predict_pitch(const pitch_parameters &pitch, const int32_t *history, int n, int32_t *y) {
+void predict_pitch(const pitch_parameters &pitch, encoder_state *state, int n, int32_t *y) {
   const int32_t silence[kMaxSubframe] = {};
-  int32_t copy[kPitchHistory];
-  std::copy_n(history, kPitchHistory, copy);
-  pitch_scratch scratch;
-  filter_pole_1_tap_interp<truncate_sum>(silence, pitch.lag, pitch.gain_q3, pitch.fraction, copy, n,
-                                         false, scratch, y);
+  synthesis_state &local = state->local_decoder;
+  local.kernels->pitch(silence, pitch.lag, pitch.gain_q3, pitch.fraction,
+                       encoder_synthesis::kPitchRounding, local.pitch.history, n, false, y);
 }
 
 }  // namespace kelp

@@ -84,10 +84,10 @@ int64_t far_tap(int64_t exy) {
 pitch_candidate search_pitch(const encoder_kernels &kernels, const int32_t target[kPitchSubframe],
                              const int32_t h[kImpulseResponse], const int32_t *history) {
   lag_scores scores;
-  kernels.correlate_lags(target, h, history, &scores);
+  kernels.correlate_lags(target, h, history + kPitchHistory, &scores);
   const int64_t *const exy = scores.exy;
   const int32_t *const eyy = scores.eyy;
-  const int32_t ex = low32(energy(target, kPitchSubframe, 0) >> 28);
+  const int32_t ex = low32(energy(target, kPitchSubframe) >> 28);
   search_state state(ex);
   lag_bounds bounds;
   kernels.bound_lags(scores, &bounds);

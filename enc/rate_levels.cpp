@@ -14,6 +14,11 @@
 namespace kelp {
 namespace {
 
+// Low-pass before the periodicity measure, unit gain at 0 Hz, Q24.
+constexpr int32_t kRateLowpass_q24[kRateFilterTaps] = {
+    45724,   172512,  100215,  -387382, -840504, -222057, 1956690, 4643115, 5872026,
+    4643115, 1956690, -222057, -840504, -387382, 100215,  172512,  45724};
+
 constexpr int32_t kNoiseMax = 5059644;
 constexpr int32_t kNoiseMin[2] = {10, 5};
 // Periodicity in Q13.
@@ -25,13 +30,13 @@ void decimate(const encoder_kernels &kernels, const int32_t *residual, rate_deci
               int32_t x[kDecimatedHistory + kDecimated]) {
   constexpr int kPast = kRateFilterTaps - 1;
   int32_t scratch[kPast + KELP_FRAME_SAMPLES];
-  load_memory(d->lowpass.memory, kPast, scratch);
+  std::copy_n(d->lowpass, kPast, scratch);
   for (int n = 0; n < KELP_FRAME_SAMPLES; n++) scratch[kPast + n] = wrap_shl(residual[n], 14);
-  store_memory(scratch, kPast + KELP_FRAME_SAMPLES, kPast, d->lowpass.memory);
+  std::copy_n(scratch + KELP_FRAME_SAMPLES, kPast, d->lowpass);
 
   std::copy_n(d->decimated, kDecimatedHistory, x);
   int32_t *const filtered = x + kDecimatedHistory;
-  kernels.decimate(scratch, d->lowpass.taps, filtered);
+  kernels.decimate(scratch, kRateLowpass_q24, filtered);
   for (int n = 0; n < kDecimated; n++) filtered[n] >>= 14;
   std::copy_n(x + kDecimated, kDecimatedHistory, d->decimated);
 }

@@ -37,7 +37,7 @@ int32_t held_energy(int64_t energy) {
 
 // Lags below the subframe, which repeat their vector: one after the other, over the subframe. The
 // filtered vector stays in registers from lag to lag.
-void correlate_short_lags(const int32_t *target, const int32_t *h, const int32_t *history,
+void correlate_short_lags(const int32_t *target, const int32_t *h, const int32_t *past,
                           kelp::lag_scores *scores) {
   constexpr int kVectors = vectors_for(kPitchSubframe);
   constexpr int kTaps = vectors_for(kImpulseResponse);
@@ -53,7 +53,7 @@ void correlate_short_lags(const int32_t *target, const int32_t *h, const int32_t
   words y[kVectors];
   for (words &each : y) each = lanes::splat(0);
   for (int lag = 1; lag < kPitchSubframe; lag++) {
-    const words first = lanes::splat(history[lag - 1]);
+    const words first = lanes::splat(past[-lag]);
     for (int i = kVectors - 1; i > 0; i--) y[i] = lanes::shift_up(y[i - 1], y[i]);
     y[0] = lanes::shift_up(first, y[0]);
     for (int i = 0; i < kTaps; i++) y[i] = lanes::add(y[i], lanes::product14(first, tap[i]));
@@ -76,19 +76,18 @@ void correlate_short_lags(const int32_t *target, const int32_t *h, const int32_t
   }
 }
 
-// The other lags side by side. Sample k of lag L is past[m] with m = L - 1 - k and the response to
-// the samples after it, as many as come in before: after 20 it is finished and the same for every
-// further k. So `filtered` takes one tap a round, and serves all lags.
-void correlate_long_lags(const int32_t *target, const int32_t *h, const int32_t *history,
+// The other lags side by side. Sample k of lag L is samples[m] with m = L - 1 - k and the response
+// to the samples after it, as many as come in before: after 20 it is finished and the same for
+// every further k. So `filtered` takes one tap a round, and serves all lags.
+void correlate_long_lags(const int32_t *target, const int32_t *h, const int32_t *past,
                          kelp::lag_scores *scores) {
   constexpr int kLongLags = kLastLag - kPitchSubframe + 1;
   constexpr int kBlocks = vectors_for(kLongLags);
   constexpr int kPast = vectors_for(kLastLag) * kWords;
-  int32_t past[kPast + 2 * kImpulseResponse] = {};
+  int32_t samples[kPast + 2 * kImpulseResponse] = {};  // newest first
   int32_t filtered[kPitchSubframe + kBlocks * kWords];
-  std::memcpy(past, history, kLastLag * sizeof *past);
-  std::memset(filtered, 0, sizeof filtered);
-  std::memcpy(filtered, history, kLastLag * sizeof *past);
+  for (int m = 0; m < kLastLag; m++) samples[m] = past[-1 - m];
+  std::memcpy(filtered, samples, sizeof filtered);
   sums exy[kBlocks];
   sums eyy[kBlocks];
   for (int b = 0; b < kBlocks; b++) exy[b] = eyy[b] = lanes::zero_sums();
@@ -97,7 +96,7 @@ void correlate_long_lags(const int32_t *target, const int32_t *h, const int32_t 
     if (k > 0) {
       const words tap = lanes::splat(h[k]);
       for (int m = 0; m < kLastLag - k; m += kWords) {
-        const words response = lanes::product14(lanes::load(past + m + k), tap);
+        const words response = lanes::product14(lanes::load(samples + m + k), tap);
         lanes::store(filtered + m, lanes::add(lanes::load(filtered + m), response));
       }
     }
@@ -134,10 +133,10 @@ void correlate_long_lags(const int32_t *target, const int32_t *h, const int32_t 
   }
 }
 
-void correlate_lags(const int32_t *target, const int32_t *h, const int32_t *history,
+void correlate_lags(const int32_t *target, const int32_t *h, const int32_t *past,
                     kelp::lag_scores *scores) {
-  correlate_short_lags(target, h, history, scores);
-  correlate_long_lags(target, h, history, scores);
+  correlate_short_lags(target, h, past, scores);
+  correlate_long_lags(target, h, past, scores);
 }
 
 // A lag explains exy^2 / (2^14 eyy) of the target and no more: every truncation takes away from it.

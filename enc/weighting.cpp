@@ -3,8 +3,6 @@
 
 #include "enc/weighting.h"
 
-#include <algorithm>
-
 #include "common/filters.h"
 #include "common/wrapping.h"
 
@@ -24,24 +22,21 @@ int32_t drop_guard(int32_t v) {
 void kelpe_pitch_cb_target(encoder_frame *frame, encoder_state *state) {
   const int blocks = frame->rate == KELP_RATE_EIGHTH ? 1 : 4;
   const int n = KELP_FRAME_SAMPLES / blocks;
-  lpc_filter *const zero = &state->weighting_zero;
-  lpc_filter *const pole = &state->weighting_pole;
-  lpc_scratch scratch;
+  const filter_kernels &kernels = *state->local_decoder.kernels;
   for (int b = 0; b < blocks; b++) {
-    for (int i = 0; i < kLpcOrder; i++) {
-      zero->coefficients[i] = wrap_neg(frame->coefficients[b].expanded[i]);
-      pole->coefficients[i] = frame->coefficients[b].weighted[i];
-    }
+    const subframe_coefficients &coefficients = frame->coefficients[b];
+    int32_t zeros[kLpcOrder];
+    for (int i = 0; i < kLpcOrder; i++) zeros[i] = wrap_neg(coefficients.expanded[i]);
     const int32_t *const speech = state->speech + b * n;
     int32_t *const residual = frame->weighted_residual + b * n;
     int32_t *const weighted = frame->weighted_speech + b * n;
     int32_t v[KELP_FRAME_SAMPLES];
 
     for (int k = 0; k < n; k++) v[k] = wrap_shl(speech[k], kGuard);
-    kelp_filter_zero(v, zero->memory, zero->coefficients, n, true, scratch, v);
+    kernels.zero(v, state->weighting_zero, zeros, n, true, v);
     for (int k = 0; k < n; k++) residual[k] = drop_guard(v[k]);
     // The pole filter reads the zero filter's output unrounded.
-    kelp_filter_pole(v, pole->memory, pole->coefficients, n, true, scratch, v);
+    kernels.pole(v, state->weighting_pole, coefficients.weighted, n, true, v);
     for (int k = 0; k < n; k++) weighted[k] = drop_guard(v[k]);
   }
 }

@@ -5,8 +5,10 @@
 #ifndef KELP_FORMAT_PAYLOAD_H
 #define KELP_FORMAT_PAYLOAD_H
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <utility>
 
 #include "kelp.h"
 
@@ -48,19 +50,21 @@ struct payload_piece {
 // The pieces of a rate's payload in packet order, its padding left out; empty for other codes.
 std::span<const payload_piece> payload_layout(uint32_t rate);
 
-// The word of `codes` (const or not) that a piece belongs to. Not for fillers and checks.
-template <typename Codes>
-auto &payload_word(Codes &codes, const payload_piece &piece) {
-  switch (piece.field) {
-    case payload_field::lsp_bit: return codes.lsp_bit[piece.index];
-    case payload_field::lsp_idx: return codes.lsp_idx[piece.index];
-    case payload_field::pitch_lag: return codes.pitch_lag[piece.index];
-    case payload_field::pitch_frac: return codes.pitch_frac[piece.index];
-    case payload_field::pitch_gain: return codes.pitch_gain[piece.index];
-    case payload_field::cb_idx: return codes.cb_idx[piece.index];
-    case payload_field::cb_sign: return codes.cb_sign[piece.index];
-    default: return codes.cb_gain[piece.index];
-  }
+// Where each field of the codes starts.
+inline constexpr uint16_t kFieldOffset[] = {
+    offsetof(payload_codes, lsp_bit),    offsetof(payload_codes, lsp_idx),
+    offsetof(payload_codes, pitch_lag),  offsetof(payload_codes, pitch_frac),
+    offsetof(payload_codes, pitch_gain), offsetof(payload_codes, cb_idx),
+    offsetof(payload_codes, cb_gain),    offsetof(payload_codes, cb_sign)};
+
+// The word of `codes` that a piece belongs to. Not for fillers and checks.
+inline const uint32_t &payload_word(const payload_codes &codes, const payload_piece &piece) {
+  const size_t offset = kFieldOffset[static_cast<size_t>(piece.field)];
+  const auto *const field = reinterpret_cast<const char *>(&codes) + offset;
+  return reinterpret_cast<const uint32_t *>(field)[piece.index];
+}
+inline uint32_t &payload_word(payload_codes &codes, const payload_piece &piece) {
+  return const_cast<uint32_t &>(payload_word(std::as_const(codes), piece));
 }
 
 }  // namespace kelp

@@ -13,7 +13,7 @@
 namespace {
 
 struct bare_synthesis {
-  using pitch_rounding = kelp::truncate_each_term;
+  static constexpr kelp::pitch_rounding kPitchRounding = kelp::pitch_rounding::each_term;
   static constexpr int kFirShift = 14;
   static constexpr bool kSmoothing = false;
   static constexpr bool kPostfilter = false;
@@ -24,9 +24,9 @@ struct bare_synthesis {
 int32_t kelp::kelpd_cmn_dec(int32_t rate, decoder_state *state,
                             const subframe_coefficients &coefficients,
                             const pitch_parameters &pitch, codebook_record *records,
-                            int32_t *output, synthesis_mode mode, int n, int c) {
-  synthesize_subframe<bare_synthesis>(rate, &state->synthesis, coefficients, pitch, records, output,
-                                      mode, n, c);
+                            int32_t *output, int n, int c) {
+  synthesize_subframe<bare_synthesis>(rate, &state->synthesis, coefficients, pitch, records,
+                                      nullptr, output, n, c);
   return KELP_OK;
 }
 

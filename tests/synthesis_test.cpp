@@ -9,7 +9,6 @@
 #include <cmath>
 
 #include "dec/decoder.h"
-#include "dec/output.h"
 #include "tests/support.h"
 
 using namespace kelp;
@@ -17,28 +16,30 @@ using namespace kelp_test;
 
 namespace {
 
+const filter_kernels &kernels =
+    kPlainFilterKernels;  // tests/filter_kernels_test.cpp has the others
+
 TEST(Filters, TenthOrder) {
-  for (const auto filter : {kelp_filter_zero, kelp_filter_pole}) {
+  for (const auto filter : {kernels.zero, kernels.pole}) {
     random_numbers random(11);
     int32_t x[40], a[kLpcOrder], y[40], memory[kLpcOrder], before[kLpcOrder];
     for (int32_t &v : x) v = random.between(-1000000, 1000000);
     for (int32_t &v : a) v = random.between(-3000, 3000);
     for (int32_t &v : memory) v = random.between(-1000000, 1000000);
     std::copy_n(memory, kLpcOrder, before);
-    lpc_scratch scratch;
-    filter(x, memory, a, 40, false, scratch, y);  // without update: no trace
+    filter(x, memory, a, 40, false, y);  // without update: no trace
     EXPECT_TRUE(std::equal(before, before + kLpcOrder, memory));
     for (int k = 0; k < 40; k++) {
       double expected = x[k];
       for (int i = 0; i < kLpcOrder; i++) {
         const int32_t past =
-            k <= i ? memory[i - k] : (filter == kelp_filter_pole ? y : x)[k - 1 - i];
+            k <= i ? memory[kLpcOrder + k - 1 - i] : (filter == kernels.pole ? y : x)[k - 1 - i];
         expected += std::floor(1.0 * a[i] * past / 16384);  // every term by itself
       }
       ASSERT_EQ(y[k], expected) << k;
     }
     for (const auto &[from, n] : {std::pair{0, 3}, {3, 0}, {3, 37}}) {  // in pieces and in place
-      filter(x + from, memory, a, n, true, scratch, x + from);
+      filter(x + from, memory, a, n, true, x + from);
     }
     EXPECT_TRUE(std::equal(y, y + 40, x));
   }
@@ -46,18 +47,17 @@ TEST(Filters, TenthOrder) {
 
 // Ten samples of response to one sample `delay` steps back, through a lag of 40 at gain 1.0.
 using response = std::vector<int32_t>;
-template <typename Rounding>
+template <pitch_rounding kRounding>
 response pitch_response(int32_t sample, int delay, int32_t fraction) {
   int32_t x[kMaxSubframe] = {}, history[kPitchHistory] = {};
-  history[delay - 1] = sample;
-  pitch_scratch scratch;
-  filter_pole_1_tap_interp<Rounding>(x, 40, 8, fraction, history, 10, false, scratch, x);
+  history[kPitchHistory - delay] = sample;
+  kernels.pitch(x, 40, 8, fraction, kRounding, history, 10, false, x);
   return {x, x + 10};
 }
 
 TEST(Filters, PitchFractions) {
-  constexpr auto decoder = pitch_response<truncate_each_term>;
-  constexpr auto encoder = pitch_response<truncate_sum>;
+  constexpr auto decoder = pitch_response<pitch_rounding::each_term>;
+  constexpr auto encoder = pitch_response<pitch_rounding::sum>;
   // A sample of 1.0 meets the taps one after another.
   const response taps = {-111, 675, -2350, 9647, 9647, -2350, 675, -111, 0, 0};
   EXPECT_TRUE(decoder(16384, 37, 2) == taps && encoder(16384, 37, 2) == taps);
@@ -84,19 +84,19 @@ TEST(Synthesis, Excitation) {
   fir_filter<kNoiseTaps> fir = {{}, {1 << 14}};
   // Eighth rate: seeds 259, 4126, 52753 as signed noise x 11 x gain, rounded.
   codebook_record records[4] = {{65536, 0, 0, 0, 0}};
-  make_excitation(1, records, &fir, 14, 3, 1, e);
+  make_excitation(kernels, 1, records, &fir, 14, 3, 1, e);
   EXPECT_TRUE(e[0] == 178 && e[1] == 2837 && e[2] == -8788 && records[0].seed == 52753);
   // Full and half rate: index i enters the circular codebook i samples before its start.
   for (int j = 0; j < 4; j++) records[j] = {j == 3 ? -65536 : 32768, 0, 0, j, 7};
-  make_excitation(4, records, &fir, 14, 40, 4, e);
+  make_excitation(kernels, 4, records, &fir, 14, 40, 4, e);
   EXPECT_TRUE(e[0] == 819 && e[1] == -5324 && e[10] == -5324 && e[11] == 819 && e[20] == 655 &&
               e[21] == -5324 && e[30] == 2 * 15482 && e[33] == 2 * -819);
-  make_excitation(3, records + 3, &fir, 14, 40, 1, e);
+  make_excitation(kernels, 3, records + 3, &fir, 14, 40, 1, e);
   EXPECT_TRUE(e[3] == 0 && e[4] == 2 * 16384 && e[6] == 2 * 12288 && e[34] == 2 * -20480);
   // Quarter rate: the second half is the first one scaled once more; seed and filter go on.
   records[0] = {65536, 0, 0, 0, 0};
   records[1] = {1 << 20, 0, 0, 0, 1234};
-  make_excitation(2, records, &fir, 14, 40, 2, e);
+  make_excitation(kernels, 2, records, &fir, 14, 40, 2, e);
   uint32_t seed = 0;
   for (int k = 0; k < 40; k++) {
     seed = (seed * 521 + 259) % 65536;
@@ -113,20 +113,19 @@ TEST(Synthesis, SmoothingGain) {
   int32_t output[40];
   for (const auto &[gain, smoothing] : {std::pair{16, 4}, {9, 4}, {8, 4}, {5, 2}, {0, 0}}) {
     codebook_record record = {};
-    kelpd_cmn_dec(4, &decoder.state(), {}, {60, 0, static_cast<int16_t>(gain)}, &record, output,
-                  synthesis_mode::normal, 40, 1);
+    kelpd_cmn_dec(4, &decoder.state(), {}, {60, 0, static_cast<int16_t>(gain)}, &record, output, 40,
+                  1);
     EXPECT_EQ(synthesis.smoothing.gain_q3, smoothing);
     EXPECT_TRUE(synthesis.pitch.gain_q3 == gain && synthesis.smoothing.lag == 60);
   }
 }
 
 TEST(Synthesis, OutputSaturates) {
-  const int32_t values[KELP_FRAME_SAMPLES] = {32767, 32768, -32768, -32769, kMax32, kMin32, 5};
-  constexpr int16_t kExpected[] = {32767, 32767, -32768, -32768, 32767, -32768, 5, 0};
-  int16_t pcm[KELP_FRAME_SAMPLES];
-  kelp_pcm_frame audio = {};
-  audio.samples[0] = pcm;
-  kelpd_recon(values, &audio);
+  constexpr int32_t kValues[] = {32767 << 12, 134217728, -134217728,    -134217729, kMax32,
+                                 kMin32,      5 << 12,   (5 << 12) - 1, -1};
+  constexpr int16_t kExpected[] = {32767, 32767, -32768, -32768, 32767, -32768, 5, 4, -1};
+  int16_t pcm[9];
+  kernels.to_pcm(kValues, 9, pcm);
   EXPECT_TRUE(std::equal(kExpected, std::end(kExpected), pcm));
 }
 

@@ -1,0 +1,91 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// The inner loops of filters and synthesis, once per instruction set. All of them give the same
+// bits; the plain ones (filter_kernels.cpp) define them.
+//
+// Every term of a filter's sum is a 64-bit product that is shifted by itself and added in 32 bits:
+// no rounding, no saturation. Truncating the sum instead would change bits; the order in which
+// terms are added does not matter.
+//
+// Memories hold the oldest sample first. With `update` set the memory is taken anew from the end
+// of the run; without, the run leaves no trace, so that a search can try things. y may be x.
+//
+// The files of instruction sets include this, the public header, and nothing else of the library:
+// of an inline function that several files share, the copy kept might be one that not every
+// processor can run.
+#ifndef KELP_COMMON_FILTER_KERNELS_H
+#define KELP_COMMON_FILTER_KERNELS_H
+
+#include <cstdint>
+
+#include "common/cpu.h"
+
+namespace kelp {
+
+inline constexpr int kLpcOrder = 10;
+inline constexpr int kMaxRun = 160;      // longest run of a tenth-order filter, samples
+inline constexpr int kMaxSubframe = 40;  // longest run of the others
+// Longest lag 143, the interpolator's reach, half a sample.
+inline constexpr int kPitchHistory = 150;
+
+// How the contribution of a half-sample lag is rounded.
+enum class pitch_rounding : uint8_t {
+  each_term,  // the decoder: every term floored
+  sum,        // the encoder: a cut at bit 12, then towards zero
+};
+
+// Three filters, one after the other: coefficients in Q14 and memories, which are renewed. The zero
+// filter's memory is the formant filter's.
+struct short_term_filters {
+  const int32_t *formant, *post_zero, *post_pole;
+  int32_t *formant_memory, *post_pole_memory;
+  int32_t bright_q14;
+  int32_t *bright_memory;  // the last output of all
+};
+
+struct filter_kernels {
+  // y[k] = x[k] + sum of (a_i * x[k - 1 - i]) >> 14, i = 0 .. 9, k = 0 .. n - 1; n up to kMaxRun.
+  // `memory` holds kLpcOrder inputs, a is Q14.
+  void (*zero)(const int32_t *x, int32_t *memory, const int32_t *a, int n, bool update, int32_t *y);
+
+  // y[k] = x[k] + sum of (a_i * y[k - 1 - i]) >> 14; `memory` holds outputs.
+  void (*pole)(const int32_t *x, int32_t *memory, const int32_t *a, int n, bool update, int32_t *y);
+
+  // Formant synthesis and its postfilter, n up to kMaxSubframe: y = pole(x), then z = pole(zero(y))
+  // through one more pole, z[k] += (bright * z[k - 1]) >> 14. z may be x too, but not y.
+  void (*short_term)(const int32_t *x, const short_term_filters &filters, int n, int32_t *y,
+                     int32_t *z);
+
+  // Long-term synthesis with one tap: y[k] = x[k] + gain * y[k - lag - fraction].
+  //   lag       0 .. 143 with fraction 0, else 17 .. 143; lags below n repeat the new excitation
+  //   gain_q3   8 = 1.0
+  //   fraction  quarter samples; only its sign matters: above 0 is half a sample more than lag
+  //   history   kPitchHistory outputs
+  //   n         up to kMaxSubframe
+  void (*pitch)(const int32_t *x, int32_t lag, int32_t gain_q3, int32_t fraction,
+                pitch_rounding rounding, int32_t *history, int n, bool update, int32_t *y);
+
+  // Sum of (x[k] >> down)^2; wraps in 64 bits.
+  int64_t (*energy)(const int32_t *x, int n, int down);
+
+  // y[k] = ((x[k] >> down) * gain) >> shift, the low 32 bits of it; shift up to 32.
+  void (*scale)(const int32_t *x, int n, int down, int32_t gain, int shift, int32_t *y);
+
+  // e[k] = (gain * codebook[(k - index) mod 128]) >> 15.
+  void (*codebook)(const int16_t *codebook, int32_t index, int32_t gain, int n, int32_t *e);
+
+  // pcm[k] = x[k] >> 12, saturated.
+  void (*to_pcm)(const int32_t *x_q12, int n, int16_t *pcm);
+};
+
+extern const filter_kernels kPlainFilterKernels;
+extern const filter_kernels kAvx2FilterKernels;  // x86-64
+extern const filter_kernels kNeonFilterKernels;  // arm64
+
+// The fastest ones that the instruction set can run.
+const filter_kernels &filter_kernels_for(instruction_set set);
+
+}  // namespace kelp
+
+#endif  // KELP_COMMON_FILTER_KERNELS_H
