@@ -53,7 +53,7 @@ struct filter_kernels {
   void (*pole)(const int32_t *x, int32_t *memory, const int32_t *a, int n, bool update, int32_t *y);
 
   // Formant synthesis and its postfilter, n up to kMaxSubframe: y = pole(x), then z = pole(zero(y))
-  // through one more pole, z[k] += (bright * z[k - 1]) >> 14.
+  // through one more pole, z[k] += (bright * z[k - 1]) >> 14. z may be x too, but not y.
   void (*short_term)(const int32_t *x, const short_term_filters &filters, int n, int32_t *y,
                      int32_t *z);
 

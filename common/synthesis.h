@@ -108,10 +108,10 @@ void smooth_pitch(synthesis_state *state, int n, int32_t *p) {
   kernels.scale(q, n, 6, gain, Policy::kMatchBits, p);
 }
 
-// Formant synthesis from p into y, and A(z / 0.625) / A(z / 0.775) and the last stage from there
-// into f.
-inline void synthesize_and_postfilter(synthesis_state *state, const int32_t *a, const int32_t *p,
-                                      int n, int32_t *y, int32_t *f) {
+// Formant synthesis from p into y; A(z / 0.625) / A(z / 0.775) and the last stage from there take
+// p's place.
+inline void synthesize_and_postfilter(synthesis_state *state, const int32_t *a, int32_t *p, int n,
+                                      int32_t *y) {
   constexpr int32_t kPole_q14[kLpcOrder] = {12697, 9839, 7624, 5908, 4578,
                                             3547,  2748, 2129, 1649, 1277};
   constexpr int32_t kZero_q14[kLpcOrder] = {10240, 6400, 4000, 2500, 1562, 976, 610, 381, 238, 148};
@@ -124,7 +124,7 @@ inline void synthesize_and_postfilter(synthesis_state *state, const int32_t *a, 
   state->kernels->short_term(p,
                              {a, zero, pole, state->formant, state->post_pole,
                               state->last_stage.coefficient_q14, &state->last_stage.memory},
-                             n, y, f);
+                             n, y, p);
 }
 
 // Brings f to the level of y, which it replaces. One gain serves the subframe.
@@ -168,9 +168,8 @@ void synthesize_subframe(int32_t rate, synthesis_state *state,
 
   if constexpr (Policy::kSmoothing) smooth_pitch<Policy>(state, n, p);
   if constexpr (Policy::kPostfilter) {
-    int32_t filtered[kMaxSubframe];
-    synthesize_and_postfilter(state, coefficients.expanded, p, n, output, filtered);
-    control_gain<Policy>(state, filtered, n, output);
+    synthesize_and_postfilter(state, coefficients.expanded, p, n, output);
+    control_gain<Policy>(state, p, n, output);
   } else {
     kernels.pole(p, state->formant, coefficients.expanded, n, true, output);
   }
