@@ -97,7 +97,7 @@ TEST(FilterKernels, TenthOrder) {
                    [&](const int32_t *in, int32_t *past, int32_t *out) {
                      kernels.short_term(
                          in, {a.data(), memory.data(), b.data(), past, poles.data(), c, &last}, m,
-                         out, second.data());
+                         out, own ? second.data() : const_cast<int32_t *>(in));
                    },
                    {kLpcOrder, memory});
       all.push_back(last);
