@@ -6,7 +6,8 @@
 // In one process and on one thread all codecs take turns, second by second, over the same speech
 // (bench/speech.h): each of them on its own copy and, in every round, from a new start; who begins
 // changes from second to second. A figure is the thread's processor time: of every second the
-// median over the rounds, in all per 20 ms. Ratios are the codec's time over libkelp's: above 1
+// median over the rounds, in all per 20 ms. A ratio is the codec's time over libkelp's, taken
+// second by second within the turn, so that it holds while the machine's speed wanders: above 1
 // libkelp is the faster. Conversation is encoded with what the codec has for pauses; decoded is
 // what the codec made of active speech.
 //
@@ -44,8 +45,24 @@ struct result {
   std::vector<std::vector<double>> seconds;  // of every block by round
   std::vector<coded_frame> coded;            // last round's
   samples pcm;
-  double us = 0;
+  double us = 0, ratio = 0;
 };
+
+// Medians over rounds of the times, and of the ratios to libkelp's time in the same turn.
+void sum_up(result *one, const result &libkelp) {
+  double sum = 0, libkelp_sum = 0, weighted = 0;
+  for (size_t block = 0; block < one->seconds.size(); block++) {
+    const std::vector<double> &theirs = one->seconds[block], &ours = libkelp.seconds[block];
+    std::vector<double> ratios;
+    for (size_t round = 0; round < ours.size(); round++)
+      ratios.push_back(theirs[round] / ours[round]);
+    sum += kelp::bench::median(theirs);
+    libkelp_sum += kelp::bench::median(ours);
+    weighted += kelp::bench::median(ratios) * kelp::bench::median(ours);
+  }
+  one->us = 1e6 * sum / static_cast<double>(one->seconds.size() * kBlock);
+  one->ratio = weighted / libkelp_sum;
+}
 
 // All codecs over frames 0 .. `frames` - 1 by turns: start(codec) gives the pass, and
 // code(pass, frame) runs a frame.
@@ -71,10 +88,7 @@ std::vector<result> take_turns(size_t frames, size_t rounds, const Start &start,
       results[c].pcm = std::move(passes[c].pcm);
     }
   }
-  for (result &one : results) {
-    for (const std::vector<double> &block : one.seconds) one.us += kelp::bench::median(block);
-    one.us *= 1e6 / static_cast<double>(blocks * kBlock);
-  }
+  for (result &one : results) sum_up(&one, results[0]);
   return results;
 }
 
@@ -112,9 +126,9 @@ void print(const std::vector<result> &active, const std::vector<result> &convers
               "us", "ratio", "kbit/s", "us", "ratio");
   for (size_t c = 0; c < codecs().size(); c++) {
     std::printf("%-22s %3s %6.1f %6.2f %6.1f  %6.1f %6.2f %6.1f  %6.1f %6.2f\n", codecs()[c].name,
-                codecs()[c].in_conversation, active[c].us, active[c].us / active[0].us,
-                kilobits(active[c]), conversation[c].us, conversation[c].us / conversation[0].us,
-                kilobits(conversation[c]), decoded[c].us, decoded[c].us / decoded[0].us);
+                codecs()[c].in_conversation, active[c].us, active[c].ratio, kilobits(active[c]),
+                conversation[c].us, conversation[c].ratio, kilobits(conversation[c]), decoded[c].us,
+                decoded[c].ratio);
   }
 }
 
