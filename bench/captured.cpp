@@ -10,59 +10,76 @@
 #include "tests/handles.h"
 #include "tools/quality/codec.h"
 
-// What the library defines, and what it calls instead. bench/CMakeLists.txt names them too.
-#define KELP_WRAPPED(type, name, parameters, mangled)     \
-  type real_##name parameters __asm__("__real_" mangled); \
-  type wrap_##name parameters __asm__("__wrap_" mangled); \
-  type wrap_##name parameters
-
-kelp::bench::captured_calls *kelp::bench::capture_into = nullptr;
-
-namespace kelp {
-
-using bench::capture_into;
-
-KELP_WRAPPED(pitch_candidate, search_pitch,
-             (const int32_t *target, const int32_t *h, const int32_t *history),
-             "_ZN4kelp12search_pitchEPKiS1_S1_") {
-  if (capture_into != nullptr) {
-    bench::pitch_search_call &call = capture_into->pitch_search.emplace_back();
-    std::copy_n(target, kPitchSubframe, call.target);
-    std::copy_n(h, kImpulseResponse, call.h);
-    std::copy_n(history, kPitchHistory, call.history);
-  }
-  return real_search_pitch(target, h, history);
-}
-
-KELP_WRAPPED(codebook_choice, search_codebook,
-             (const int32_t *target, const int32_t *h, const int16_t *codebook, int n),
-             "_ZN4kelp15search_codebookEPKiS1_PKsi") {
-  if (capture_into != nullptr) {
-    bench::codebook_search_call &call = capture_into->codebook_search.emplace_back();
-    std::copy_n(target, n, call.target);
-    std::copy_n(h, kImpulseResponse, call.h);
-    call.codebook = codebook;
-    call.n = n;
-  }
-  return real_search_codebook(target, h, codebook, n);
-}
-
-KELP_WRAPPED(int32_t, kelpd_cmn_dec,
-             (int32_t rate, decoder_state *state, const subframe_coefficients &coefficients,
-              const pitch_parameters &pitch, codebook_record *records, int32_t *output,
-              synthesis_mode mode, int n, int c),
-             "_ZN4kelp13kelpd_cmn_decEiPNS_13decoder_stateERKNS_21subframe_coefficientsE"
-             "RKNS_16pitch_parametersEPNS_15codebook_recordEPiNS_14synthesis_modeEii") {
-  if (capture_into != nullptr) {
-    capture_into->synthesis.push_back({rate, *state, coefficients, pitch, {}, n, c});
-    std::copy_n(records, c, capture_into->synthesis.back().records);
-  }
-  return real_kelpd_cmn_dec(rate, state, coefficients, pitch, records, output, mode, n, c);
-}
-
-}  // namespace kelp
-
 namespace kelp::bench {
+
+captured_calls *captured_into = nullptr;
+
+namespace {
+
+const encoder_kernels &fastest() {
+  return encoder_kernels_for(best_instruction_set());
+}
+
+void capture_lags(const int32_t *target, const int32_t *h, const int32_t *past,
+                  lag_scores *scores) {
+  pitch_search_call &call = captured_into->pitch_search.emplace_back();
+  std::copy_n(target, kPitchSubframe, call.target);
+  std::copy_n(h, kImpulseResponse, call.h);
+  std::copy_n(past - kPitchHistory, kPitchHistory, call.history);
+  fastest().correlate_lags(target, h, past, scores);
+}
+
+void capture_filtering(const int16_t *codebook, const int32_t *h, int first,
+                       filtered_codebook *filtered) {
+  codebook_search_call &call = captured_into->codebook_search.emplace_back();
+  call.codebook = codebook;
+  std::copy_n(h, kImpulseResponse, call.h);
+  call.first = first;
+  fastest().filter_codebook(codebook, h, first, filtered);
+}
+
+void capture_target(const filtered_codebook &filtered, const int32_t *target, int32_t *exy) {
+  codebook_search_call &call = captured_into->codebook_search.emplace_back();
+  std::copy_n(target, filtered_codebook::kSamples, call.target);
+  fastest().correlate_codebook(filtered, target, exy);
+}
+
+void capture_short_term(const int32_t *x, const short_term_filters &filters, int n, int32_t *y,
+                        int32_t *z) {
+  short_term_call &call = captured_into->short_term.emplace_back();
+  std::copy_n(x, n, call.x);
+  std::copy_n(filters.formant, kLpcOrder, call.formant);
+  std::copy_n(filters.post_zero, kLpcOrder, call.post_zero);
+  std::copy_n(filters.post_pole, kLpcOrder, call.post_pole);
+  std::copy_n(filters.formant_memory, kLpcOrder, call.formant_memory);
+  std::copy_n(filters.post_pole_memory, kLpcOrder, call.post_pole_memory);
+  call.bright_memory = *filters.bright_memory;
+  call.bright_q14 = filters.bright_q14;
+  call.n = n;
+  filter_kernels_for(best_instruction_set()).short_term(x, filters, n, y, z);
+}
+
+}  // namespace
+
+const encoder_kernels &capturing_encoder_kernels() {
+  static const encoder_kernels kernels = [] {
+    encoder_kernels own = fastest();
+    own.correlate_lags = capture_lags;
+    own.filter_codebook = capture_filtering;
+    own.correlate_codebook = capture_target;
+    return own;
+  }();
+  return kernels;
+}
+
+const filter_kernels &capturing_filter_kernels() {
+  static const filter_kernels kernels = [] {
+    filter_kernels own = filter_kernels_for(best_instruction_set());
+    own.short_term = capture_short_term;
+    return own;
+  }();
+  return kernels;
+}
 
 std::vector<captured_frame> capture_frames(std::span<const int16_t> pcm, int32_t rate,
                                            size_t most) {

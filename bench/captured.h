@@ -26,31 +26,32 @@ struct captured_frame {
 // At most `most` frames that the encoder sends at this rate, spread evenly over the stream.
 std::vector<captured_frame> capture_frames(std::span<const int16_t> pcm, int32_t rate, size_t most);
 
-// The arguments of calls inside the library, which the linker hands to captured.cpp (--wrap).
+// What kernels were called with.
 struct pitch_search_call {
   int32_t target[kPitchSubframe], h[kImpulseResponse], history[kPitchHistory];
 };
 struct codebook_search_call {
-  int32_t target[kPitchSubframe], h[kImpulseResponse];
-  const int16_t *codebook;
-  int n;
+  const int16_t *codebook;  // to be filtered, or null: to be searched as it was
+  int32_t h[kImpulseResponse];
+  int first;
+  int32_t target[filtered_codebook::kSamples];
 };
-struct synthesis_call {
-  int32_t rate;
-  decoder_state state;
-  subframe_coefficients coefficients;
-  pitch_parameters pitch;
-  codebook_record records[5];
-  int n, c;
+struct short_term_call {
+  int32_t x[kMaxSubframe], formant[kLpcOrder], post_zero[kLpcOrder], post_pole[kLpcOrder];
+  int32_t formant_memory[kLpcOrder], post_pole_memory[kLpcOrder], bright_memory;
+  int32_t bright_q14;
+  int n;
 };
 struct captured_calls {
   std::vector<pitch_search_call> pitch_search;
   std::vector<codebook_search_call> codebook_search;
-  std::vector<synthesis_call> synthesis;
+  std::vector<short_term_call> short_term;
 };
 
-// Calls go here as they are made, while it is not null.
-extern captured_calls *capture_into;
+// This machine's kernels, which put what they are called with into *captured_into first.
+extern captured_calls *captured_into;
+const encoder_kernels &capturing_encoder_kernels();
+const filter_kernels &capturing_filter_kernels();
 
 }  // namespace kelp::bench
 

@@ -3,8 +3,8 @@
 //
 // Each stage alone, on what it was given in the stream. The stages of the encoder are the lines of
 // kelpe_enc, which must come to the packet that kelpe_encode made; `pitch_search` and
-// `codebook_search` are the larger parts of `excitation`, and `postfilter` is a part of
-// `synthesis`, compiled here from the library's template.
+// `codebook_search` are the larger parts of `excitation`, and `short_term` (formant synthesis and
+// postfilter) is the largest of synthesis.
 
 #include "bench/stage_bench.h"
 
@@ -28,6 +28,7 @@ namespace {
 using frame_list = std::vector<captured_frame>;
 
 struct encoder_work {
+  const encoder_kernels *kernels;
   encoder_state state;
   encoder_frame frame;
   const int16_t *pcm;
@@ -39,6 +40,7 @@ struct encoder_work {
 void attach(encoder_work *work) {
   kcmn_bsw_init(&work->writer, work->packet, KELP_MAX_PACKET_BYTES, nullptr);
   work->frame.writer = &work->writer;
+  work->frame.kernels = work->kernels;
 }
 
 struct encoder_stage {
@@ -72,8 +74,9 @@ constexpr encoder_stage kEncoderStages[] = {
 };
 
 // The work as it stands before `stage`.
-encoder_work work_before(const encoder_stage *stage, const captured_frame &frame) {
-  encoder_work work = {frame.before_encoding, {}, frame.pcm, {}, {}};
+encoder_work work_before(const encoder_stage *stage, const captured_frame &frame,
+                         const encoder_kernels &kernels) {
+  encoder_work work = {&kernels, frame.before_encoding, {}, frame.pcm, {}, {}};
   attach(&work);
   for (const encoder_stage *one = kEncoderStages; one != stage; one++) one->run(&work);
   return work;
@@ -82,7 +85,8 @@ encoder_work work_before(const encoder_stage *stage, const captured_frame &frame
 double encoder_stage_seconds(const encoder_stage &stage, const frame_list &frames) {
   double sum = 0;
   for (const captured_frame &frame : frames) {
-    const encoder_work before = work_before(&stage, frame);
+    const encoder_work before =
+        work_before(&stage, frame, encoder_kernels_for(best_instruction_set()));
     encoder_work work;
     const auto prepare = [&] {
       work = before;
@@ -95,12 +99,13 @@ double encoder_stage_seconds(const encoder_stage &stage, const frame_list &frame
 
 captured_calls calls_of(const captured_frame &frame) {
   captured_calls calls;
-  capture_into = &calls;
-  const encoder_work work = work_before(std::end(kEncoderStages), frame);
+  captured_into = &calls;
+  const encoder_work work =
+      work_before(std::end(kEncoderStages), frame, capturing_encoder_kernels());
   kelp_test::decoder decoder;
   decoder.state() = frame.before_decoding;
+  decoder.state().synthesis.kernels = &capturing_filter_kernels();
   decoder.decode(frame.packet);
-  capture_into = nullptr;
   kelp_test::require(std::equal(frame.packet.begin(), frame.packet.end(), work.packet),
                      "the stages of the encoder make its packet");
   return calls;
@@ -119,13 +124,22 @@ double calls_seconds(const frame_list &frames, const Work &work) {
 }
 
 void search_pitch_lags(captured_calls *calls, const captured_frame &) {
+  static const encoder_kernels &kernels = encoder_kernels_for(best_instruction_set());
   for (const pitch_search_call &call : calls->pitch_search)
-    benchmark::DoNotOptimize(search_pitch(call.target, call.h, call.history));
+    benchmark::DoNotOptimize(search_pitch(kernels, call.target, call.h, call.history));
 }
 
+// At half rate, where four parts make one target, three choices too many.
 void search_codebooks(captured_calls *calls, const captured_frame &) {
-  for (const codebook_search_call &call : calls->codebook_search)
-    benchmark::DoNotOptimize(search_codebook(call.target, call.h, call.codebook, call.n));
+  static const encoder_kernels &kernels = encoder_kernels_for(best_instruction_set());
+  filtered_codebook filtered;
+  for (const codebook_search_call &call : calls->codebook_search) {
+    if (call.codebook != nullptr) {
+      kernels.filter_codebook(call.codebook, call.h, call.first, &filtered);
+    } else {
+      benchmark::DoNotOptimize(search_codebook(kernels, filtered, call.target));
+    }
+  }
 }
 
 void unpack(captured_calls *, const captured_frame &frame) {
@@ -136,47 +150,16 @@ void unpack(captured_calls *, const captured_frame &frame) {
   benchmark::DoNotOptimize(params);
 }
 
-void synthesize(captured_calls *calls, const captured_frame &) {
-  for (synthesis_call &call : calls->synthesis) {
-    int32_t output[kMaxSubframe];
-    kelpd_cmn_dec(call.rate, &call.state, call.coefficients, call.pitch, call.records, output,
-                  synthesis_mode::normal, call.n, call.c);
-    benchmark::DoNotOptimize(output);
+void filter_short_term(captured_calls *calls, const captured_frame &) {
+  static const filter_kernels &kernels = filter_kernels_for(best_instruction_set());
+  for (short_term_call &call : calls->short_term) {
+    const short_term_filters filters = {call.formant,        call.post_zero,        call.post_pole,
+                                        call.formant_memory, call.post_pole_memory, call.bright_q14,
+                                        &call.bright_memory};
+    int32_t y[kMaxSubframe];
+    kernels.short_term(call.x, filters, call.n, y, call.x);
+    benchmark::DoNotOptimize(y);
   }
-}
-
-struct decoder_roundings {
-  using pitch_rounding = truncate_each_term;
-  static constexpr int kMatchBits = 1;
-  static constexpr int kControlBits = 1;
-  static constexpr int kFirShift = 14;
-  static constexpr bool kSmoothing = true;
-  static constexpr bool kPostfilter = false;
-};
-
-double postfilter_seconds(const frame_list &frames) {
-  double sum = 0;
-  for (const captured_frame &frame : frames) {
-    for (synthesis_call call : calls_of(frame).synthesis) {
-      int32_t unfiltered[kMaxSubframe];
-      synthesize_subframe<decoder_roundings>(call.rate, &call.state.synthesis, call.coefficients,
-                                             call.pitch, call.records, unfiltered,
-                                             synthesis_mode::normal, call.n, call.c);
-      auto state = call.state.synthesis;
-      int32_t output[kMaxSubframe];
-      const auto prepare = [&] {
-        state = call.state.synthesis;
-        std::copy_n(unfiltered, kMaxSubframe, output);
-      };
-      sum += typical_seconds(prepare, [&] {
-        int32_t filtered[kMaxSubframe];
-        short_term_postfilter(&state, call.coefficients.expanded, output, call.n, filtered);
-        control_gain<decoder_roundings>(&state, filtered, call.n, output);
-        benchmark::DoNotOptimize(output);
-      });
-    }
-  }
-  return sum / static_cast<double>(frames.size());
 }
 
 double spectrum_seconds(const frame_list &frames) {
@@ -221,8 +204,7 @@ void add_stages(const char *rate_name, const std::shared_ptr<const frame_list> &
   }
   add("decoder/unpacking", [](const auto &all) { return calls_seconds(all, unpack); });
   add("decoder/spectrum", spectrum_seconds);
-  add("decoder/synthesis", [](const auto &all) { return calls_seconds(all, synthesize); });
-  add("decoder/postfilter", postfilter_seconds);
+  add("decoder/short_term", [](const auto &all) { return calls_seconds(all, filter_short_term); });
 }
 
 }  // namespace kelp::bench

@@ -72,7 +72,10 @@ set(KELP_SOURCES
 # A release is small but for its kernels, where the time goes. Those of an instruction set alone are
 # compiled for it, and run only where it is found. Nobody looks at the floating-point exceptions of
 # their estimates.
-set(kernel_flags -fno-trapping-math $<$<CONFIG:Release>:-O3>)
+set(kernel_flags -fno-trapping-math -ftree-vectorize)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  list(APPEND kernel_flags -fvect-cost-model=dynamic)
+endif()
 set_source_files_properties(common/filter_kernels.cpp enc/kernels_plain.cpp PROPERTIES
   COMPILE_OPTIONS "${kernel_flags}")
 if(KELP_PLAIN_KERNELS)
