@@ -92,8 +92,10 @@ void correlate_long_lags(const int32_t *target, const int32_t *h, const int32_t 
   sums eyy[kBlocks];
   for (int b = 0; b < kBlocks; b++) exy[b] = eyy[b] = lanes::zero_sums();
 
-  for (int k = 0; k < kImpulseResponse; k++) {
-    if (k > 0) {
+  // Where the sums of all lags fit into registers they stay there for the whole subframe.
+  constexpr bool kAllAtOnce = kBlocks < 8;
+  for (int k = 0; k < (kAllAtOnce ? kPitchSubframe : kImpulseResponse); k++) {
+    if (k > 0 && k < kImpulseResponse) {
       const words tap = lanes::splat(h[k]);
       for (int m = 0; m < kLastLag - k; m += kWords) {
         const words response = lanes::product14(lanes::load(samples + m + k), tap);
@@ -102,11 +104,10 @@ void correlate_long_lags(const int32_t *target, const int32_t *h, const int32_t 
     }
     const words t = lanes::splat(target[k]);
     const int32_t *const y = filtered + kPitchSubframe - 1 - k;
-    for (int b = 0; b < kBlocks; b++) {
-      const words v = lanes::load(y + b * kWords);
-      lanes::add_product18(&exy[b], v, t);
-      if (k < kImpulseResponse - 1) lanes::add_square18(&eyy[b], v);
-    }
+#pragma GCC unroll 8
+    for (int b = 0; b < kBlocks; b++) lanes::add_product18(&exy[b], lanes::load(y + b * kWords), t);
+    if (k >= kImpulseResponse - 1) continue;
+    for (int b = 0; b < kBlocks; b++) lanes::add_square18(&eyy[b], lanes::load(y + b * kWords));
   }
 
   // Energy of the finished samples, which slides from lag to lag.
@@ -116,7 +117,7 @@ void correlate_long_lags(const int32_t *target, const int32_t *h, const int32_t 
   for (int b = 0; b < kBlocks; b++) {
     sums sum = exy[b];
     const int32_t *const y = filtered + kPitchSubframe - 1 + b * kWords;
-    for (int k = kImpulseResponse; k < kPitchSubframe; k++) {
+    for (int k = kImpulseResponse; !kAllAtOnce && k < kPitchSubframe; k++) {
       lanes::add_product18(&sum, lanes::load(y - k), lanes::splat(target[k]));
     }
     int64_t correlation[kWords];
@@ -191,7 +192,7 @@ uint32_t search_split(const kelp_lsp_pair *codebook, int size, int32_t step1, in
   float bar = least * (1.0F + 1.0F / (1 << 18)) + (1 << 17);
   if (weight1 < 0 || weight2 < 0) bar = std::numeric_limits<float>::infinity();
   uint8_t worthy[kMostRows];
-  for (int j = 0; j < size; j++) worthy[j] = (about[j] <= bar) | (about[j] > kHuge) ? 1 : 0;
+  for (int j = 0; j < size; j++) worthy[j] = ((about[j] <= bar) | (about[j] > kHuge)) ? 1 : 0;
 
   int64_t best = std::numeric_limits<int64_t>::max();
   uint32_t best_row = 0;
@@ -263,7 +264,6 @@ kelp::codebook_choice choose_candidate(const filtered_codebook &filtered, const 
   constexpr float kNotRuledOut = std::numeric_limits<float>::infinity();
   constexpr float kLargestGain = 16000;  // half of it where the gain's word would wrap
   float most[kCodebook];                 // the most that a candidate can gain
-  int32_t key[kCodebook];  // the same to 16 bits, as an integer of the same order, with its number
   for (int i = 0; i < kCodebook; i++) {
     const auto correlation = static_cast<float>(exy[i]);
     const float gain = correlation * filtered.inverse[i];
@@ -275,10 +275,11 @@ kelp::codebook_choice choose_candidate(const filtered_codebook &filtered, const 
     sound = gain > -kLargestGain ? sound : kNotRuledOut;
     most[i] = gained < kHuge ? sound : kNotRuledOut;
   }
-  std::memcpy(key, most, sizeof key);
+  // The bits of positive numbers, as integers, have their order; the last seven make room for the
+  // candidate's place.
   int32_t highest = 0;
   for (int i = 0; i < kCodebook; i++) {
-    const int32_t numbered = (key[i] & ~(kCodebook - 1)) | i;
+    const int32_t numbered = (__builtin_bit_cast(int32_t, most[i]) & ~(kCodebook - 1)) | i;
     highest = numbered > highest ? numbered : highest;
   }
   const int likeliest = highest & (kCodebook - 1);
