@@ -40,15 +40,12 @@ consteval std::array<int32_t, 16384> make_lsp_cos() {
   for (size_t i = 0; i < table.size(); i++) table[i] = cosine(i);
   return table;
 }
-consteval std::array<int32_t, 8193> make_cosine_data() {
-  std::array<int32_t, 8193> table{};
-  for (size_t i = 0; i < table.size(); i++) table[i] = cosine(2 * i);
-  return table;
-}
-consteval std::array<int32_t, 8193> make_sine_data() {
-  std::array<int32_t, 8193> table{};
+// cos(pi (i - 4096) / 8192): a sine from its beginning on, and a cosine from entry 4096 on.
+constexpr size_t kCosineStart = 4096;
+consteval std::array<int32_t, kCosineStart + 8193> make_wave() {
+  std::array<int32_t, kCosineStart + 8193> table{};
   for (size_t i = 0; i < table.size(); i++) {
-    table[i] = cosine(2 * i <= kQuarter ? kQuarter - 2 * i : 2 * i - kQuarter);
+    table[i] = cosine(2 * (i < kCosineStart ? kCosineStart - i : i - kCosineStart));
   }
   return table;
 }
@@ -77,11 +74,20 @@ const std::array<std::array<int32_t, 201>, 5> kelp::kLspGridCosines = kGridCosin
 extern "C" {
 alignas(16) extern constexpr auto kelp_lsp_cos_values = make_lsp_cos();
 [[gnu::alias("kelp_lsp_cos_values")]] extern const int32_t tbl_lsp_cos[16384];
-alignas(16) extern constexpr auto kelp_cosine_values = make_cosine_data();
-[[gnu::alias("kelp_cosine_values")]] extern const int32_t tbl_cosine_data[8193];
-alignas(16) extern constexpr auto kelp_sine_values = make_sine_data();
-[[gnu::alias("kelp_sine_values")]] extern const int32_t tbl_sine_data[8193];
+alignas(16) extern constexpr auto kelp_wave_values = make_wave();
 }
+// Two of the public tables lie in one, and are shorter: what an alias cannot say, the assembler
+// can.
+__asm__(
+    ".globl tbl_sine_data, tbl_cosine_data\n"
+    ".type tbl_sine_data, %object\n"
+    ".type tbl_cosine_data, %object\n"
+    ".size tbl_sine_data, 4 * 8193\n"
+    ".size tbl_cosine_data, 4 * 8193\n"
+    ".set tbl_sine_data, kelp_wave_values\n"
+    ".set tbl_cosine_data, kelp_wave_values + 4 * 4096\n");
+
 static_assert(kelp_lsp_cos_values[0] == 16777216 && kelp_lsp_cos_values[8192] == 0);
 static_assert(kelp_lsp_cos_values[16383] == -16777216);
-static_assert(kelp_sine_values[4096] == 16777216 && kelp_sine_values[8192] == 0);
+static_assert(kelp_wave_values[0] == 0 && kelp_wave_values[kCosineStart] == 16777216);
+static_assert(kelp_wave_values[8192] == 0 && kelp_wave_values[12288] == -16777216);
