@@ -133,6 +133,8 @@ void search_pitch_lags(captured_calls *calls, const captured_frame &) {
 void search_codebooks(captured_calls *calls, const captured_frame &) {
   static const encoder_kernels &kernels = encoder_kernels_for(best_instruction_set());
   filtered_codebook filtered;
+  float inverse[kCodebook];
+  filtered.inverse = inverse;
   for (const codebook_search_call &call : calls->codebook_search) {
     if (call.codebook != nullptr) {
       kernels.filter_codebook(call.codebook, call.h, call.first, &filtered);

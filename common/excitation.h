@@ -43,9 +43,10 @@ inline void eighth_rate_excitation(codebook_record *record, int m, int32_t *e) {
 
 // One of the two halves of a quarter-rate subframe. The second half is the first half's excitation
 // scaled once more, not its own filtered noise: e points at the subframe's start for both. Its
-// noise still advances the seed and the filter.
-inline void quarter_rate_excitation(codebook_record *records, int j, int m,
-                                    fir_filter<kNoiseTaps> *fir, int fir_shift, int32_t *e) {
+// noise still advances the seed and the filter. Not inlined: the other rates spare its stack.
+[[gnu::noinline]] inline void quarter_rate_excitation(codebook_record *records, int j, int m,
+                                                      fir_filter<kNoiseTaps> *fir, int fir_shift,
+                                                      int32_t *e) {
   int32_t noise[kMaxSubframe];
   int32_t scratch[kNoiseTaps - 1 + kMaxSubframe];
   for (int k = 0; k < m; k++) noise[k] = next_noise(&records[0]);

@@ -88,6 +88,7 @@ struct encoder_frame {
   subframe_coefficients coefficients[4];          // LPC conversion
   int32_t weighted_residual[KELP_FRAME_SAMPLES];  // weighting
   int32_t weighted_speech[KELP_FRAME_SAMPLES];    // weighting
+  float codebook_inverse[kCodebook];              // codebook search, see filtered_codebook
   payload_codes codes;                            // quantizers
 };
 

@@ -14,22 +14,21 @@
 namespace kelp {
 namespace {
 
-// target = w (to Q14) less what the filter gives for `excitation` on its memory as it stands.
-void make_target(const int32_t *w, const int32_t *excitation,
-                 const subframe_coefficients &coefficients, encoder_state *state, int n,
-                 int32_t *target) {
-  int32_t response[kPitchSubframe];
+// w (to Q14) less what the filter gives for `excitation`, whose place the target takes, on its
+// memory as it stands.
+void make_target(const int32_t *w, const subframe_coefficients &coefficients, encoder_state *state,
+                 int n, int32_t *excitation) {
   state->local_decoder.kernels->pole(excitation, state->weighted_synthesis, coefficients.weighted,
-                                     n, false, response);
-  for (int k = 0; k < n; k++) target[k] = wrap_sub(wrap_shl(w[k], 14), response[k]);
+                                     n, false, excitation);
+  for (int k = 0; k < n; k++) excitation[k] = wrap_sub(wrap_shl(w[k], 14), excitation[k]);
 }
 
-// Pitch parameters of subframe i, as the decoder will read them.
-pitch_parameters encode_pitch(encoder_frame *frame, encoder_state *state, int i,
-                              const int32_t h[kImpulseResponse]) {
-  const int32_t silence[kPitchSubframe] = {};
-  int32_t target[kPitchSubframe];
-  make_target(frame->weighted_speech + i * kPitchSubframe, silence, frame->coefficients[i], state,
+// Pitch parameters of subframe i, as the decoder will read them. Not inlined, so that the stack of
+// this search and that of the codebook's are not needed at once.
+[[gnu::noinline]] pitch_parameters encode_pitch(encoder_frame *frame, encoder_state *state, int i,
+                                                const int32_t h[kImpulseResponse]) {
+  int32_t target[kPitchSubframe] = {};
+  make_target(frame->weighted_speech + i * kPitchSubframe, frame->coefficients[i], state,
               kPitchSubframe, target);
   const pitch_candidate best =
       search_pitch(*frame->kernels, target, h, state->local_decoder.pitch.history);
@@ -49,11 +48,9 @@ void encode_codebook(encoder_frame *frame, encoder_state *state, const pitch_par
                      int i, int j, int n, const int32_t h[kImpulseResponse],
                      filtered_codebook *filtered) {
   const subframe_coefficients &coefficients = frame->coefficients[i];
-  int32_t contribution[kPitchSubframe];
   int32_t target[kPitchSubframe];
-  predict_pitch(pitch, state, n, contribution);
-  make_target(frame->weighted_speech + i * kPitchSubframe + j * n, contribution, coefficients,
-              state, n, target);
+  predict_pitch(pitch, state, n, target);
+  make_target(frame->weighted_speech + i * kPitchSubframe + j * n, coefficients, state, n, target);
   const codebook_choice choice =
       frame->rate == KELP_RATE_FULL
           ? search_codebook(*frame->kernels, *filtered, target)
@@ -72,10 +69,12 @@ void encode_codebook(encoder_frame *frame, encoder_state *state, const pitch_par
   state->previous_gain_q16 = std::abs(record.gain_q16);
 }
 
-void encode_codebooks(encoder_frame *frame, encoder_state *state, const pitch_parameters &pitch,
-                      int i, const int32_t h[kImpulseResponse]) {
+[[gnu::noinline]] void encode_codebooks(encoder_frame *frame, encoder_state *state,
+                                        const pitch_parameters &pitch, int i,
+                                        const int32_t h[kImpulseResponse]) {
   const int count = kelp_tbl_cb_sf[frame->rate] / kelp_tbl_pitch_sf[frame->rate];
   filtered_codebook filtered;
+  filtered.inverse = frame->codebook_inverse;
   if (frame->rate == KELP_RATE_FULL) {
     frame->kernels->filter_codebook(kelp_tbl_cb, h, 0, &filtered);
   }

@@ -44,7 +44,7 @@ struct filtered_codebook {
   static constexpr int kSamples = 10;
   int32_t y[kSamples][kCodebook];
   int32_t energy[kCodebook];  // sum of y * y >> 14, in 32-bit words
-  float inverse[kCodebook];   // 1 / energy, about; for estimates that only save work
+  float *inverse;             // 1 / energy, about; kept elsewhere to spare the stack
 };
 
 // The most that a lag can explain of the target, about: no less than it does, with a tolerance of

@@ -97,6 +97,8 @@ TEST_P(Kernels, Codebook) {
     h[0] = 16384;
     const int16_t *const codebook = round % 3 ? kelp_tbl_cb : kelp_tbl_cb_half;
     filtered_codebook expected, filtered;
+    float inverse[kCodebook];
+    filtered.inverse = inverse;
     std::array<int32_t, kCodebook> expected_exy = {}, exy = {};
     for (int first = 0; first < kPitchSubframe; first += filtered_codebook::kSamples) {
       kPlainKernels.filter_codebook(codebook, h.data(), first, &expected);
@@ -119,6 +121,8 @@ TEST_P(Kernels, ChooseCandidate) {
   for (int round = 0; round < 10 * kRounds; round++) {
     numbers any(round), few(round % 7);
     filtered_codebook filtered;
+    float inverse[kCodebook];
+    filtered.inverse = inverse;
     std::array<int32_t, kCodebook> exy;
     for (size_t i = 0; i < kCodebook; i++) {
       filtered.energy[i] = round % 2 ? any.next() : few.next() & 15;
