@@ -44,7 +44,9 @@ constexpr size_t kStreams = 32;
 int32_t encode(void *encoder, const int16_t *pcm, uint8_t *bytes) {
   kelp_pcm_frame in = {};
   in.samples[0] = const_cast<int16_t *>(pcm);  // only read
-  kelp_packet_desc out = {bytes, 0, KELP_MAX_PACKET_BYTES};
+  kelp_packet_desc out = {};
+  out.data = bytes;
+  out.length = KELP_MAX_PACKET_BYTES;
   kelp_frame_info info = {};
   return kelpe_encode(encoder, &in, &out, &info);
 }
@@ -160,7 +162,7 @@ void add_frames(const speech &speech) {
 
 }  // namespace
 
-void add_measurement(const std::string &name, std::function<double()> mean_seconds) {
+void add_measurement(const std::string &name, const std::function<double()> &mean_seconds) {
   benchmark::RegisterBenchmark(name.c_str(),
                                [mean_seconds](benchmark::State &state) {
                                  for (auto _ : state) state.SetIterationTime(mean_seconds());

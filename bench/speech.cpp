@@ -73,6 +73,7 @@ std::vector<samples> turns(const samples &pcm) {
 void share_out(const std::vector<kelp_test::recording> &recordings,
                std::vector<samples> of_talker[2]) {
   std::vector<std::vector<samples>> all;
+  all.reserve(recordings.size());
   for (const kelp_test::recording &one : recordings) all.push_back(turns(one.pcm));
   for (size_t k = 0;; k++) {
     bool any = false;
@@ -111,7 +112,8 @@ samples converse(const std::vector<kelp_test::recording> &recordings) {
 void print_rates(const char *name, const samples &pcm) {
   size_t frames[5] = {};
   for (const quality::packet &packet : quality::encode(pcm)) frames[packet[0]]++;
-  const double all = static_cast<double>(pcm.size() / kFrame);
+  const size_t whole = pcm.size() / kFrame;
+  const auto all = static_cast<double>(whole);
   std::printf("%-13s %5.1f s, frames at full rate %5.1f %%, half %4.1f %%, eighth %4.1f %%\n", name,
               all / kFramesPerSecond, 100 * static_cast<double>(frames[KELP_RATE_FULL]) / all,
               100 * static_cast<double>(frames[KELP_RATE_HALF]) / all,

@@ -13,7 +13,7 @@
 namespace kelp::bench {
 
 // Registers a benchmark of one value: what `mean_seconds` measures, each time it is run.
-void add_measurement(const std::string &name, std::function<double()> mean_seconds);
+void add_measurement(const std::string &name, const std::function<double()> &mean_seconds);
 
 // Registers the stages of encoder and decoder over these frames, all of the rate named.
 void add_stages(const char *rate_name,

@@ -48,8 +48,8 @@ struct synthesis_state {
   fir_filter<kNoiseTaps> noise_fir;
 };
 
-// kRoots[i] is the root of 256 (i + 64) and what lies above it up to the next entry, within 1.
-inline constexpr auto kRoots = [] {
+// Entry i is the root of 256 (i + 64) and what lies above it up to the next entry, within 1.
+consteval std::array<uint8_t, 192> make_roots() {
   std::array<uint8_t, 192> table{};
   uint32_t root = 128;
   for (uint32_t i = 0; i < table.size(); i++) {
@@ -57,7 +57,8 @@ inline constexpr auto kRoots = [] {
     table[i] = static_cast<uint8_t>(root);
   }
   return table;
-}();
+}
+inline constexpr auto kRoots = make_roots();
 
 // floor(sqrt(x)), at most 65535; 0 for negative x.
 inline int32_t integer_sqrt(int64_t x) {

@@ -1,9 +1,9 @@
 // Copyright 2026 The libkelp authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "common/lanes_avx2.h"
-#include "enc/analysis_lanes.h"
-#include "enc/search_lanes.h"
+#include "common/lanes_avx2.inc"
+#include "enc/analysis_lanes.inc"
+#include "enc/search_lanes.inc"
 
 namespace kelp {
 

@@ -50,7 +50,7 @@ void correlate_lags(const int32_t *target, const int32_t *h, const int32_t *past
   }
 }
 
-void bound_lags(const lag_scores &, lag_bounds *bounds) {
+void bound_lags(const lag_scores & /*scores*/, lag_bounds *bounds) {
   std::fill_n(bounds->whole, kLags, std::numeric_limits<float>::infinity());
   std::fill_n(bounds->half, kLags, std::numeric_limits<float>::infinity());
 }

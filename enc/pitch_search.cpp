@@ -42,7 +42,7 @@ struct search_state {
 
   // Where errors could wrap, what is explained is beyond this.
   void set_hopeless() {
-    constexpr float kMost = 1 << 30;
+    constexpr float kMost = 1073741824.0F;
     hopeless = std::min((static_cast<float>(bar()) - 2) * (1.0F - 1.0F / (1 << 16)), kMost);
   }
 };

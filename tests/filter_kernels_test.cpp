@@ -49,7 +49,7 @@ void compare(const Body &body) {
 
 struct trial {
   random_numbers random;
-  const bool update = random.below(2), in_place = random.below(2);
+  const bool update = random.below(2) != 0, in_place = random.below(2) != 0;
   words x = numbers(&random, kMaxRun);
 
   explicit trial(uint64_t seed) : random(seed) {}
