@@ -65,8 +65,11 @@ int main(int argc, char **argv) {
   if (in == NULL || out == NULL ||
       fread(input, 1, encodes ? sizeof pcm : sizeof packets, in) == 0) {
     fprintf(stderr, "kelp_code_frames: cannot open or read a file\n");
+    if (in != NULL) fclose(in);
+    if (out != NULL) fclose(out);
     return 1;
   }
+  fclose(in);
   kelp_init();
   if (encodes) {
     fwrite(packets, 1, encode(frames), out);

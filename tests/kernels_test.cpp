@@ -164,8 +164,8 @@ TEST_P(Kernels, Analysis) {
     ASSERT_EQ(output, expected_output) << round;
 
     std::array<int32_t, kPeriods> expected_periods, periods;
-    kPlainKernels.correlate_periods(&scratch[60], expected_periods.data());
-    fast.correlate_periods(&scratch[60], periods.data());
+    kPlainKernels.correlate_periods(scratch.data() + 60, expected_periods.data());
+    fast.correlate_periods(scratch.data() + 60, periods.data());
     ASSERT_EQ(periods, expected_periods) << round;
   }
 }
