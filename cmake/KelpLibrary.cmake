@@ -69,9 +69,9 @@ set(KELP_SOURCES
   tables/lsp_tables.cpp
   tables/trigonometric_tables.cpp)
 
-# A release is small but for its kernels, where the time goes. Those of an instruction set alone are
-# compiled for it, and run only where it is found. Nobody looks at the floating-point exceptions of
-# their estimates.
+# Kernels are vectorized whatever the build type. Those of an instruction set alone are compiled for
+# it, and run only where it is found. Nobody looks at the floating-point exceptions of their
+# estimates.
 set(kernel_flags -fno-trapping-math -ftree-vectorize)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   list(APPEND kernel_flags -fvect-cost-model=dynamic)
