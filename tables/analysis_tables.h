@@ -19,7 +19,10 @@ extern const std::array<int16_t, KELP_FRAME_SAMPLES> kAnalysisWindow_q15;
 extern const std::array<uint16_t, 200> kLspGrid;
 
 // Row k: the cosine of k + 1 times each frequency of the grid, 0 before the first, Q24; see lspdct.
-extern const std::array<std::array<int32_t, 201>, 5> kLspGridCosines;
+struct grid_cosines {
+  int32_t row[5][201];
+};
+extern const grid_cosines kLspGridCosines;
 
 }  // namespace kelp
 

@@ -52,13 +52,13 @@ consteval std::array<int32_t, kCosineStart + 8193> make_wave() {
 
 // Multiples of the frequencies that an LSP search begins with. Frequencies count to 32768 for half
 // the sampling rate; the table of cosines has a quarter of that resolution.
-consteval auto make_grid_cosines() {
-  std::array<std::array<int32_t, 201>, 5> table{};
+consteval kelp::grid_cosines make_grid_cosines() {
+  kelp::grid_cosines table{};
   for (size_t k = 1; k <= 5; k++) {
     for (size_t i = 0; i <= 200; i++) {
       const size_t u = k * ((32768 * i + 100) / 200);
       const int32_t value = cosine(2 * (u / 4 % 8192));
-      table[k - 1][i] = u / 32768 % 2 == 0 ? value : -value;
+      table.row[k - 1][i] = u / 32768 % 2 == 0 ? value : -value;
     }
   }
   return table;
@@ -67,7 +67,7 @@ consteval auto make_grid_cosines() {
 }  // namespace
 
 constexpr auto kGridCosines = make_grid_cosines();
-const std::array<std::array<int32_t, 201>, 5> kelp::kLspGridCosines = kGridCosines;
+const kelp::grid_cosines kelp::kLspGridCosines = kGridCosines;
 
 // A computed array cannot initialise a plain one: each is defined under a name of its own, which
 // the public table shares, with the alignment of a plain array, which compilers count on.
