@@ -19,11 +19,10 @@ inline constexpr int kSpeechHistory = KELP_LOOKAHEAD_SAMPLES;
 inline constexpr int kSpeechBuffer = kSpeechHistory + KELP_FRAME_SAMPLES;
 inline constexpr int kDecimatedHistory = 60;
 
-// High-pass memory. An output is kept as its upper 16 bits and the 15 bits below them.
+// High-pass memory: outputs over 2^16 and inputs, one and two samples back.
 struct preprocess_state {
-  int32_t y2_high, y2_low;  // two samples back
-  int32_t y1_high, y1_low;  // one sample back
-  int32_t x1, x2;           // inputs one and two samples back
+  int32_t y1, y2;
+  int32_t x1, x2;
 };
 
 // One per frequency band: 0 lower, 1 upper.

@@ -9,10 +9,10 @@
 namespace kelp {
 namespace {
 
-// A coefficient (Q14) times a past output kept in two parts: over 2^16, made good by the final
+// A coefficient (Q14) times a past output without its last bit: over 2^16, made good by the final
 // shift.
-int32_t feedback(int32_t high, int32_t low, int32_t coefficient_q14) {
-  return saturate32(product(high, coefficient_q14) + ((low * coefficient_q14) >> 15));
+int32_t feedback(int32_t y, int32_t coefficient_q14) {
+  return static_cast<int32_t>(product(y >> 1, coefficient_q14) >> 15);
 }
 
 int32_t saturating_shl2(int32_t s) {
@@ -30,19 +30,14 @@ void kelp_pre_proc(preprocess_state *state, const int16_t input[KELP_FRAME_SAMPL
   preprocess_state m = *state;
   for (int n = 0; n < KELP_FRAME_SAMPLES; n++) {
     const int32_t x = input[n];
-    // The sum of the feedback terms wraps; every other sum saturates.
-    int32_t s =
-        wrap_add(feedback(m.y1_high, m.y1_low, kA1_q14), feedback(m.y2_high, m.y2_low, kA2_q14));
-    s = saturating_add(s, x * 4096);
-    s = saturating_add(s, -m.x1 * 8192);
-    s = saturating_add(s, m.x2 * 4096);
+    // At its largest the sum is 2.02e9: it needs neither wrap nor saturation.
+    const int32_t zeros = (x - 2 * m.x1 + m.x2) * 4096;
+    const int32_t s = feedback(m.y2, kA2_q14) + zeros + feedback(m.y1, kA1_q14);
     const int32_t y = saturating_shl2(s);
     output[n] = saturating_add(y, 0x8000) >> 16;
 
-    m.y2_high = m.y1_high;
-    m.y2_low = m.y1_low;
-    m.y1_high = high_part(y);
-    m.y1_low = low_part(y);
+    m.y2 = m.y1;
+    m.y1 = y;
     m.x2 = m.x1;
     m.x1 = x;
   }
