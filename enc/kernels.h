@@ -1,9 +1,9 @@
 // Copyright 2026 The libkelp authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// The loops of the encoder's searches that take most of its time, as a table of functions: the
-// plain ones, which define the results, or those of an instruction set, which equal them bit for
-// bit. A table is chosen when an encoder is created and kept in its handle.
+// The loops that take most of the encoder's time, as a table of functions: the plain ones, which
+// define the results, or those of an instruction set, which equal them bit for bit. A table is
+// chosen when an encoder is created and kept in its handle.
 #ifndef KELP_ENC_KERNELS_H
 #define KELP_ENC_KERNELS_H
 
@@ -71,7 +71,8 @@ struct encoder_kernels {
   // out.
   void (*bound_lags)(const lag_scores &scores, lag_bounds *bounds);
 
-  // The row of least distortion of a split LSP codebook, the first of those; see search_split.
+  // The row of least distortion of a split LSP codebook, the first of those; see
+  // split_distortion.
   uint32_t (*search_split)(const kelp_lsp_pair *codebook, int size, int32_t step1, int32_t step2,
                            int64_t weight1, int64_t weight2);
 
@@ -111,12 +112,12 @@ struct candidate_score {
   int64_t error;
 };
 candidate_score score_candidate(int32_t exy, int32_t eyy);
+// No candidate with an error as large as this is chosen.
+inline constexpr int64_t kLargestError = 16384000000000;
 
 // Weighted square error of a row of an LSP codebook. Its second step starts where the first ends.
 int64_t split_distortion(const kelp_lsp_pair &row, int32_t step1, int32_t step2, int64_t weight1,
                          int64_t weight2);
-// No candidate with an error as large as this is chosen.
-inline constexpr int64_t kLargestError = 16384000000000;
 
 // The fastest one for these instructions.
 const encoder_kernels &encoder_kernels_for(instruction_set set);
