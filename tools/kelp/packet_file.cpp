@@ -3,13 +3,12 @@
 
 #include "tools/kelp/packet_file.h"
 
-#include <utility>
-
 #include "tools/kelp/failure.h"
 #include "tools/kelp/rates.h"
+#include "tools/kelp/standard_streams.h"
 
-PacketReader::PacketReader(std::string path) : path_(std::move(path)) {
-  file_.reset(std::fopen(path_.c_str(), "rb"));
+PacketReader::PacketReader(const std::string &path) : path_(input_name(path)) {
+  file_.reset(is_standard_stream(path) ? stdin : std::fopen(path.c_str(), "rb"));
   if (!file_) throw system_failure(path_, "cannot be opened", "check its name and permissions");
 }
 

@@ -21,7 +21,7 @@ struct Packet {
 // Reads a .kelp stream, which is packets back to back, one packet at a time.
 class PacketReader {
  public:
-  explicit PacketReader(std::string path);
+  explicit PacketReader(const std::string &path);  // "-" is standard input
 
   // The next packet, or false at the end of the stream. Throws a Failure that tells the offset when
   // no packet begins there, when the stream breaks off inside a packet, or when it holds none.
@@ -30,7 +30,7 @@ class PacketReader {
  private:
   struct Close {
     void operator()(std::FILE *file) const {
-      static_cast<void>(std::fclose(file));  // nothing was written
+      if (file != stdin) static_cast<void>(std::fclose(file));  // nothing was written
     }
   };
 
@@ -38,7 +38,7 @@ class PacketReader {
   [[nodiscard]] std::string cut_command() const;  // keeps the packets read so far
   void check_read() const;                        // throws when the last read failed
 
-  std::string path_;
+  std::string path_;  // for messages
   std::unique_ptr<std::FILE, Close> file_;
   uint64_t offset_ = 0;  // of the next packet
 };

@@ -81,12 +81,12 @@ size_t RecordingReader::read(std::span<int16_t> samples) {
   return static_cast<size_t>(got);
 }
 
-RecordingWriter::RecordingWriter(int descriptor, std::string path) : path_(std::move(path)) {
+RecordingWriter::RecordingWriter(OutputFile &output) : path_(output.name()) {
   SF_INFO info = {};
   info.samplerate = kSampleRate;
   info.channels = 1;
   info.format = kWavPcm16;
-  file_.reset(sf_open_fd(descriptor, SFM_WRITE, &info, SF_FALSE));
+  file_.reset(sf_open_fd(output.descriptor(), SFM_WRITE, &info, SF_FALSE));
   if (!file_)
     throw Failure(path_ + ": cannot be written: " + clause(sf_strerror(nullptr)) + kMakeRoom);
 }

@@ -8,6 +8,8 @@
 #include <span>
 #include <string>
 
+#include "tools/kelp/output_file.h"
+
 // libsndfile's handle, named here so that its header stays inside recording.cpp.
 using SndfileHandle = struct sf_private_tag;
 
@@ -28,17 +30,16 @@ class RecordingReader {
   std::unique_ptr<SndfileHandle, SndfileClose> file_;
 };
 
-// Writes a WAV file of 8000 Hz, mono, 16-bit PCM to a descriptor that stays open.
+// Writes a WAV file of 8000 Hz, mono, 16-bit PCM into an output.
 class RecordingWriter {
  public:
-  // `path` is the name for messages.
-  RecordingWriter(int descriptor, std::string path);
+  explicit RecordingWriter(OutputFile &output);
 
   void write(std::span<const int16_t> samples);
-  void finish();  // completes the header; the file is whole when this returns
+  void finish();  // completes the header; the output can be committed when this returns
 
  private:
-  std::string path_;
+  std::string path_;  // for messages
   std::unique_ptr<SndfileHandle, SndfileClose> file_;
   uint64_t samples_ = 0;
 };

@@ -1,0 +1,57 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "tools/kelp/codec.h"
+
+#include <string>
+
+#include "tools/kelp/failure.h"
+
+namespace {
+
+void check(int32_t code, const char *what) {
+  if (code != KELP_OK) throw Failure(std::string(what) + ": " + kelp_result_text(code));
+}
+
+}  // namespace
+
+void Encoder::Delete::operator()(void *handle) const {
+  kelpe_flush(handle);
+  kelpe_delete(handle);
+}
+
+Encoder::Encoder() {
+  const kelp_config config = {};
+  int32_t code = KELP_OK;
+  handle_.reset(kelpe_create(&config, &code));
+  check(code, "the encoder cannot start");
+}
+
+std::span<const uint8_t> Encoder::encode(SpeechFrame &speech) {
+  kelp_pcm_frame frame = {};
+  frame.samples[0] = speech.data();
+  kelp_packet_desc packet = {bytes_.data(), 0, KELP_MAX_PACKET_BYTES};
+  kelp_frame_info info = {};
+  check(kelpe_encode(handle_.get(), &frame, &packet, &info), "a frame cannot be encoded");
+  return {bytes_.data(), static_cast<size_t>(info.produced)};
+}
+
+void Decoder::Delete::operator()(void *handle) const {
+  kelpd_delete(handle);
+}
+
+Decoder::Decoder() {
+  const kelp_config config = {};
+  int32_t code = KELP_OK;
+  handle_.reset(kelpd_create(&config, &code));
+  check(code, "the decoder cannot start");
+}
+
+std::span<const int16_t> Decoder::decode(Packet packet) {
+  const kelp_packet_desc in = {packet.bytes.data(), 0, packet.length};
+  kelp_pcm_frame frame = {};
+  frame.samples[0] = speech_.data();
+  kelp_frame_info info = {};
+  check(kelpd_decode(handle_.get(), &in, &frame, &info), "a packet cannot be decoded");
+  return speech_;
+}
