@@ -34,26 +34,37 @@ uint64_t RateTally::packets() const {
   return sum;
 }
 
+uint64_t RateTally::bytes() const {
+  uint64_t sum = 0;
+  for (const Rate &rate : kRates)
+    sum += count(rate.code) * static_cast<uint64_t>(kelp_packet_bytes(rate.code));
+  return sum;
+}
+
+double RateTally::net_kbit() const {
+  uint64_t bits = 0;
+  for (const Rate &rate : kRates) bits += count(rate.code) * static_cast<uint64_t>(rate.net_bits);
+  return bits == 0 ? 0 : static_cast<double>(bits) / (1000 * seconds());
+}
+
+double RateTally::packet_kbit() const {
+  return packets() == 0 ? 0 : static_cast<double>(8 * bytes()) / (1000 * seconds());
+}
+
+double RateTally::share(uint8_t code) const {
+  return packets() == 0 ? 0 : static_cast<double>(count(code)) / static_cast<double>(packets());
+}
+
 std::string RateTally::report() const {
-  const uint64_t total = packets();
-  uint64_t bytes = 0;
-  uint64_t net_bits = 0;
-  for (const Rate &rate : kRates) {
-    bytes += count(rate.code) * static_cast<uint64_t>(kelp_packet_bytes(rate.code));
-    net_bits += count(rate.code) * static_cast<uint64_t>(rate.net_bits);
-  }
-  const double kilo_seconds = seconds() * 1000.0;
-  std::string text = line("packets    %12" PRIu64 "\n", total);
+  std::string text = line("packets    %12" PRIu64 "\n", packets());
   text += line("duration   %12.3f s\n", seconds());
-  text += line("bytes      %12" PRIu64 "\n", bytes);
-  if (total == 0) return text;
-  text += line("bit rate   %12.2f kbit/s net, %.2f kbit/s in packets\n",
-               static_cast<double>(net_bits) / kilo_seconds,
-               static_cast<double>(bytes) * 8.0 / kilo_seconds);
+  text += line("bytes      %12" PRIu64 "\n", bytes());
+  if (packets() == 0) return text;
+  text += line("bit rate   %12.2f kbit/s net, %.2f kbit/s in packets\n", net_kbit(), packet_kbit());
   text += "\nrate            packets    share\n";
   for (const Rate &rate : kRates) {
-    const double share = 100.0 * static_cast<double>(count(rate.code)) / static_cast<double>(total);
-    text += line("%-10s %12" PRIu64 "   %5.1f %%\n", rate.name, count(rate.code), share);
+    text += line("%-10s %12" PRIu64 "   %5.1f %%\n", rate.name, count(rate.code),
+                 100 * share(rate.code));
   }
   return text;
 }

@@ -37,6 +37,11 @@ class RateTally {
   [[nodiscard]] uint64_t count(uint8_t code) const { return counts_[code & 15U]; }
   [[nodiscard]] double seconds() const { return static_cast<double>(packets()) * kFrameSeconds; }
 
+  [[nodiscard]] uint64_t bytes() const;
+  [[nodiscard]] double net_kbit() const;     // kbit/s of the speech bits
+  [[nodiscard]] double packet_kbit() const;  // kbit/s of the packets as they are
+  [[nodiscard]] double share(uint8_t code) const;
+
   // Packet and bit totals and the share of every rate, as lines of text.
   [[nodiscard]] std::string report() const;
 

@@ -4,7 +4,6 @@
 #include "tools/quality/quality.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <complex>
 #include <numbers>
@@ -19,8 +18,7 @@ constexpr double kLeastSnr_db = -10;
 constexpr double kMostSnr_db = 35;
 constexpr double kFloor_dbov = -70;
 
-constexpr size_t kWindow = 256;
-constexpr size_t kFirstBin = 4;  // 125 Hz, of 31.25 Hz each
+constexpr size_t kFirstBin = 4;  // 125 Hz
 constexpr size_t kLastBin = 121;
 using spectrum = std::array<std::complex<double>, kWindow>;
 
@@ -77,31 +75,43 @@ void transform(spectrum *x) {
   }
 }
 
-// Two real signals are transformed as one complex signal and told apart by symmetry.
-double window_distance(signal reference, signal other, std::ptrdiff_t begin) {
-  spectrum both{};
-  double floor = 0;
-  for (size_t n = 0; n < kWindow; n++) {
-    const double hann = (1 - circle()[n].real()) / 2;
-    floor += hann * hann * power_ratio(kFloor_dbov) * kFullScale * kFullScale;
-    const std::ptrdiff_t at = begin + static_cast<std::ptrdiff_t>(n);
-    if (at < 0) continue;
-    const auto i = static_cast<size_t>(at);
-    both[n] = {hann * reference[i], hann * other[i]};
-  }
-  transform(&both);
+double hann(size_t n) {
+  return (1 - circle()[n].real()) / 2;
+}
 
+double window_distance(signal reference, signal other, std::ptrdiff_t begin) {
+  double floor = 0;
+  for (size_t n = 0; n < kWindow; n++)
+    floor += hann(n) * hann(n) * power_ratio(kFloor_dbov) * kFullScale * kFullScale;
+  const auto [one, two] = power_spectra(reference, other, begin);
   double sum = 0;
-  for (size_t bin = kFirstBin; bin <= kLastBin; bin++) {
-    const std::complex<double> mirrored = std::conj(both[kWindow - bin]);
-    const double one = std::norm(both[bin] + mirrored) / 4 + floor;
-    const double two = std::norm(both[bin] - mirrored) / 4 + floor;
-    sum += std::pow(10 * std::log10(one / two), 2);
-  }
+  for (size_t bin = kFirstBin; bin <= kLastBin; bin++)
+    sum += std::pow(10 * std::log10((one[bin] + floor) / (two[bin] + floor)), 2);
   return std::sqrt(sum / (kLastBin - kFirstBin + 1));
 }
 
 }  // namespace
+
+// Both are transformed as one complex signal and told apart by symmetry.
+std::pair<power_spectrum, power_spectrum> power_spectra(signal one, signal other,
+                                                        std::ptrdiff_t begin) {
+  spectrum both{};
+  for (size_t n = 0; n < kWindow; n++) {
+    const std::ptrdiff_t at = begin + static_cast<std::ptrdiff_t>(n);
+    if (at < 0) continue;
+    const auto i = static_cast<size_t>(at);
+    both[n] = {hann(n) * one[i], hann(n) * other[i]};
+  }
+  transform(&both);
+
+  std::pair<power_spectrum, power_spectrum> power;
+  for (size_t bin = 0; bin < kBins; bin++) {
+    const std::complex<double> mirrored = std::conj(both[(kWindow - bin) % kWindow]);
+    power.first[bin] = std::norm(both[bin] + mirrored) / 4;
+    power.second[bin] = std::norm(both[bin] - mirrored) / 4;
+  }
+  return power;
+}
 
 double level_dbov(signal samples) {
   constexpr double kLeast_dbov = -150;

@@ -7,9 +7,11 @@
 #ifndef KELP_TOOLS_QUALITY_QUALITY_H
 #define KELP_TOOLS_QUALITY_QUALITY_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace kelp::quality {
@@ -41,6 +43,15 @@ double level_dbov(signal samples);
 // Which frames hold speech: those at most 32 dB below the 95th percentile of the signal's frames.
 // In the rest, the pauses, measures only tell how one noise differs from another.
 std::vector<bool> active_frames(signal samples);
+
+// Power spectra under a Hann window of 256 samples from sample `begin` on, silent before the start:
+// bins of 31.25 Hz from 0 to 4000 Hz. A sine at full scale has kFullScaleSine in its own.
+inline constexpr size_t kWindow = 256;
+inline constexpr size_t kBins = kWindow / 2 + 1;
+inline constexpr double kFullScaleSine = 32768.0 * 32768 * (kWindow / 4.0) * (kWindow / 4.0);
+using power_spectrum = std::array<double, kBins>;
+std::pair<power_spectrum, power_spectrum> power_spectra(signal one, signal other,
+                                                        std::ptrdiff_t begin);
 
 // Signal-to-noise ratio of frame k in dB, held to -10 .. 35.
 double frame_snr(signal reference, signal other, size_t k);

@@ -1,0 +1,20 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// Names and numbers as other formats write them. Bytes that are no UTF-8 and control characters
+// come out as U+FFFD.
+#ifndef KELP_TOOLS_KELP_TEXT_H
+#define KELP_TOOLS_KELP_TEXT_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+[[nodiscard]] std::string json_string(const std::string &text);  // with its quotes
+[[nodiscard]] std::string xml_text(const std::string &text);     // for content and attributes
+[[nodiscard]] std::string base64(std::span<const uint8_t> bytes);
+
+// With `decimals` digits behind the point.
+[[nodiscard]] std::string decimal(double value, int decimals);
+
+#endif  // KELP_TOOLS_KELP_TEXT_H
