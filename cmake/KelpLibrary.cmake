@@ -22,6 +22,30 @@ if(KELP_COVERAGE)
   target_link_options(kelp_flags INTERFACE -fprofile-instr-generate)
 endif()
 
+# What the shared libraries are built with. Hosts feed them bytes from the air: a fault that tests
+# missed should end the process, not give it away. Sanitizers bring checks of their own, and fortified
+# calls need an optimized build. Toolchains add libraries of their own to every link: those that
+# nothing is taken from are left out again.
+add_library(kelp_shared_flags INTERFACE)
+target_link_libraries(kelp_shared_flags INTERFACE kelp_flags)
+target_link_options(kelp_shared_flags INTERFACE
+  -Wl,-z,max-page-size=16384 -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
+if(NOT KELP_SANITIZE)
+  target_compile_options(kelp_shared_flags INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE)
+  if(NOT KELP_COVERAGE)
+    target_link_options(kelp_shared_flags INTERFACE -nodefaultlibs -Wl,-z,defs)
+    target_link_libraries(kelp_shared_flags INTERFACE c)
+  endif()
+endif()
+if(ANDROID)
+  # Six names of libc are all that the codec asks of its host there. Fortified calls would be more,
+  # and so would the startup object, which has nothing to do: no code runs at load or unload.
+  target_link_options(kelp_shared_flags INTERFACE -nostartfiles)
+elseif(NOT KELP_SANITIZE)
+  target_compile_options(kelp_shared_flags INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
+
 set(KELP_SOURCES
   common/aligned_memory.cpp
   common/bit_reader.cpp
@@ -108,18 +132,18 @@ set_target_properties(kelp_objects PROPERTIES
 target_compile_options(kelp_objects PRIVATE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables)
 target_compile_options(kelp_objects PRIVATE $<$<CONFIG:Release>:-O2>)
-target_link_libraries(kelp_objects PRIVATE kelp_flags)
-# Hosts feed the library bytes from the air: a fault that tests missed should end the process, not
-# give it away. Sanitizers bring checks of their own, and fortified calls need an optimized build.
-if(NOT KELP_SANITIZE)
-  target_compile_options(kelp_objects PRIVATE
-    -fstack-protector-strong $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
-endif()
+target_link_libraries(kelp_objects PRIVATE kelp_shared_flags)
 # The sine and cosine tables are computed at compile time, which takes clang more steps than it
 # allows by default.
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   set_source_files_properties(tables/trigonometric_tables.cpp PROPERTIES
     COMPILE_OPTIONS -fconstexpr-steps=20000000)
+endif()
+
+# The NDK takes the headers of the C++ library away along with the library; only the latter is not
+# needed here.
+if(ANDROID AND ANDROID_STL STREQUAL none)
+  target_include_directories(kelp_objects SYSTEM PRIVATE ${CMAKE_SYSROOT}/usr/include/c++/v1)
 endif()
 
 # gcc infers that nothing throws here and then misses that on the second names.
@@ -152,18 +176,10 @@ set_target_properties(kelp PROPERTIES
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR}
   LINK_DEPENDS ${KELP_VERSION_SCRIPT})
-target_link_options(kelp PRIVATE
-  -Wl,--version-script=${KELP_VERSION_SCRIPT}
-  -Wl,-z,max-page-size=16384 -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+target_link_options(kelp PRIVATE -Wl,--version-script=${KELP_VERSION_SCRIPT})
+target_link_libraries(kelp PRIVATE kelp_shared_flags)
 if(KELP_SANITIZE)
-  target_link_options(kelp PRIVATE -fsanitize=${KELP_SANITIZE})
   target_link_options(kelp_static PUBLIC -fsanitize=${KELP_SANITIZE})
-elseif(NOT KELP_COVERAGE)
-  target_link_options(kelp PRIVATE -nodefaultlibs -Wl,-z,defs)
-  target_link_libraries(kelp PRIVATE c)
-endif()
-if(KELP_COVERAGE)
-  target_link_options(kelp PRIVATE -fprofile-instr-generate)
 endif()
 
 include(GNUInstallDirs)
