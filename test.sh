@@ -8,7 +8,7 @@ cd "$(dirname "$0")"
 . tools/setup.sh
 
 echo "== Packages"
-install_packages cmake ninja-build g++ binutils python3 sox libgtest-dev libcli11-dev \
+install_packages cmake ninja-build g++ binutils python3 sox parallel libgtest-dev libcli11-dev \
   libpng-dev libsndfile1-dev codec2-examples asterisk-core-sounds-{en,es,fr,it,ru}{,-wav}
 
 echo "== Build in build-test"

@@ -42,6 +42,7 @@ int run(int argc, char **argv) {
   add_encode_command(program, console);
   add_decode_command(program, console);
   add_info_command(program, console);
+  add_batch_command(program, console);
 
   kelp_init();  // commands may start threads
   try {

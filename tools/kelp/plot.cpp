@@ -51,14 +51,10 @@ svg{background:#12161c}.b{fill:#12161c}text{fill:#b9c2cc}.t,.h{fill:#eef1f4}.u,.
 </defs>
 )";
 
-// Seconds as the time axis counts them: 12, 1:05 or 1:00:05.
-std::string clock_text(double seconds, double total) {
+// A time as the axis of a stream shows it: 12, 1:05 or 1:00:05.
+std::string axis_text(double seconds, double total) {
   if (total <= 60) return decimal(seconds, total < 4 ? 1 : 0);
-  const auto whole = static_cast<int>(std::lround(seconds));
-  const auto two = [](int value) { return (value < 10 ? "0" : "") + std::to_string(value); };
-  const std::string below = two(whole % 60);
-  if (total <= 3600) return std::to_string(whole / 60) + ":" + below;
-  return std::to_string(whole / 3600) + ":" + two(whole / 60 % 60) + ":" + below;
+  return clock_text(seconds, total > 3600);
 }
 
 double time_step(double seconds) {
@@ -77,7 +73,7 @@ std::string time_axis(const TimeSpan &time, double top, double bottom) {
     const std::string x = decimal(time.x(i * step), 1);
     lines += "M" + x + " " + decimal(top, 0) + "V" + decimal(bottom + 5, 0);
     values += "<text class='n' x='" + x + "' y='" + decimal(bottom + 20, 0) + "'>" +
-              clock_text(i * step, time.seconds) + "</text>";
+              axis_text(i * step, time.seconds) + "</text>";
   }
   const char *const unit = time.seconds <= 60 ? "s" : time.seconds <= 3600 ? "min:s" : "h:min:s";
   return "<path class='g' d='" + lines + "'/>\n" + values + "\n<text class='n' x='" +
@@ -87,10 +83,7 @@ std::string time_axis(const TimeSpan &time, double top, double bottom) {
 
 std::string subtitle(const PlotSource &source) {
   const RateTally &tally = source.tally;
-  const double seconds = tally.seconds();
-  std::string text = seconds < 60
-                         ? decimal(seconds, 2) + " s"
-                         : clock_text(seconds, seconds) + (seconds <= 3600 ? " min" : " h");
+  std::string text = duration_text(tally.seconds());
   text += " \xC2\xB7 " + std::to_string(tally.packets()) + " packets \xC2\xB7 " +
           decimal(tally.net_kbit(), 2) + " kbit/s net, " + decimal(tally.packet_kbit(), 2) +
           " in packets";

@@ -3,6 +3,7 @@
 
 #include "tools/kelp/text.h"
 
+#include <cmath>
 #include <cstdio>
 
 namespace {
@@ -89,4 +90,17 @@ std::string decimal(double value, int decimals) {
   char text[64];
   static_cast<void>(std::snprintf(text, sizeof text, "%.*f", decimals, value));
   return text;
+}
+
+std::string clock_text(double seconds, bool hours) {
+  const auto whole = static_cast<uint64_t>(std::llround(seconds));
+  const auto two = [](uint64_t value) { return (value < 10 ? "0" : "") + std::to_string(value); };
+  if (!hours) return std::to_string(whole / 60) + ":" + two(whole % 60);
+  return std::to_string(whole / 3600) + ":" + two(whole / 60 % 60) + ":" + two(whole % 60);
+}
+
+std::string duration_text(double seconds) {
+  if (seconds < 59.5) return decimal(seconds, seconds < 9.5 ? 1 : 0) + " s";
+  const bool hours = seconds >= 3599.5;
+  return clock_text(seconds, hours) + (hours ? " h" : " min");
 }

@@ -17,4 +17,9 @@
 // With `decimals` digits behind the point.
 [[nodiscard]] std::string decimal(double value, int decimals);
 
+// Seconds as clocks show them, 1:05 or with `hours` 0:01:05, and as people say them: 12 s, 3:05 min
+// or 2:00:05 h.
+[[nodiscard]] std::string clock_text(double seconds, bool hours);
+[[nodiscard]] std::string duration_text(double seconds);
+
 #endif  // KELP_TOOLS_KELP_TEXT_H

@@ -1,0 +1,225 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <thread>
+
+#include "tools/kelp/batch.h"
+#include "tools/kelp/commands.h"
+#include "tools/kelp/decode.h"
+#include "tools/kelp/encode.h"
+#include "tools/kelp/failure.h"
+#include "tools/kelp/progress_bar.h"
+#include "tools/kelp/text.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// How the names of recordings end, as far as libsndfile may read them.
+constexpr std::string_view kRecordings[] = {".wav", ".wave", ".w64", ".rf64", ".flac", ".ogg",
+                                            ".oga", ".opus", ".mp3", ".aif",  ".aiff", ".aifc",
+                                            ".au",  ".snd",  ".caf", ".sph",  ".voc"};
+constexpr std::string_view kStreams[] = {".kelp"};
+
+struct BatchOptions {
+  std::string input_folder, output_folder;
+  bool encode = false;
+  bool decode = false;
+  bool force = false;
+  unsigned threads = std::max(1U, std::thread::hardware_concurrency());
+  std::string shard_text = "1/1";
+  Shard shard;
+  EncodeOptions encoding;
+  DecodeOptions decoding;
+  std::string settings;  // the options that shape the outputs, as they were given
+};
+
+BatchWork batch_work(const BatchOptions &options) {
+  if (options.encode) {
+    return [&options](const std::string &input, const std::string &output, bool force,
+                      const Progress &progress) {
+      EncodeOptions one = options.encoding;
+      one.input = input;
+      one.output = output;
+      one.force = force;
+      const EncodeReport report = encode_recording(one, progress);
+      return BatchResult{report.seconds, report.notes};
+    };
+  }
+  return [&options](const std::string &input, const std::string &output, bool force,
+                    const Progress &progress) {
+    DecodeOptions one = options.decoding;
+    one.input = input;
+    one.output = output;
+    one.force = force;
+    const DecodeReport report = decode_stream(one, progress);
+    return BatchResult{report.seconds, report.notes};
+  };
+}
+
+// What became of files, in a file of the output folder that exists only where there is something to
+// tell: "failed" or "note", name and text, with tabs between them.
+class Log {
+ public:
+  explicit Log(std::string path) : path_(std::move(path)) {
+    std::error_code none;
+    std::filesystem::remove(path_, none);
+  }
+
+  void write(const std::string &kind, const std::string &name, std::string text) {
+    if (!file_.is_open()) file_.open(path_);
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    file_ << kind << '\t' << name << '\t' << text << '\n' << std::flush;
+    if (!file_) throw system_failure(path_, "cannot be written", "make room");
+  }
+  [[nodiscard]] const std::string &path() const { return path_; }
+
+ private:
+  std::string path_;
+  std::ofstream file_;
+};
+
+// The signals that end the program, held back while threads work: what was done is told first.
+class HeldSignals {
+ public:
+  HeldSignals() {
+    sigemptyset(&set_);
+    for (const int number : kNumbers) sigaddset(&set_, number);
+    pthread_sigmask(SIG_BLOCK, &set_, &before_);
+  }
+  ~HeldSignals() { release(); }
+  HeldSignals(const HeldSignals &) = delete;
+  HeldSignals &operator=(const HeldSignals &) = delete;
+
+  [[nodiscard]] static bool pending() {
+    sigset_t waiting;
+    sigpending(&waiting);
+    return std::any_of(std::begin(kNumbers), std::end(kNumbers),
+                       [&](int number) { return sigismember(&waiting, number) == 1; });
+  }
+  // A pending signal now does its work.
+  void release() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  static constexpr int kNumbers[] = {SIGINT, SIGTERM, SIGHUP};
+  sigset_t set_ = {}, before_ = {};
+};
+
+std::string plural(uint64_t count, const std::string &noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string summary(const BatchOptions &options, const BatchPlan &plan, const BatchCount &count,
+                    double elapsed) {
+  std::string text = plural(count.files, "file") + ": " + std::to_string(count.done) +
+                     (options.encode ? " encoded" : " decoded");
+  if (count.finished != 0) text += ", " + std::to_string(count.finished) + " finished before";
+  if (count.failed != 0) text += ", " + std::to_string(count.failed) + " failed";
+  if (plan.in_other_shards != 0)
+    text += "; " + std::to_string(plan.in_other_shards) + " in other shards";
+  if (plan.others != 0) text += "; " + plural(plan.others, "file") + " of other kinds left alone";
+  text += "\n";
+  if (count.done != 0) {
+    text += duration_text(count.seconds) + " of speech in " + duration_text(elapsed) + ", " +
+            decimal(count.seconds / elapsed, 0) + " times real time on " +
+            plural(options.threads, "thread") + "\n";
+  }
+  return text;
+}
+
+void run_batch(const BatchOptions &options, const Console &console) {
+  const BatchPlan plan =
+      plan_batch(options.input_folder, options.output_folder,
+                 options.encode ? std::span<const std::string_view>(kRecordings) : kStreams,
+                 options.encode ? ".kelp" : ".wav", options.shard);
+  if (plan.files.empty() && plan.faults.empty() && plan.in_other_shards == 0) {
+    throw Failure(options.input_folder + ": holds no " +
+                  (options.encode ? "recording; a name such as .wav or .flac tells one"
+                                  : ".kelp stream; 'kelp batch --encode' makes them"));
+  }
+  BatchJournal journal(plan, options.shard, options.settings);
+  Log log((std::filesystem::path(options.output_folder) /
+           ("kelp-batch" + options.shard.suffix() + ".log"))
+              .string());
+  ProgressBar bar(!console.quiet);
+  const auto start = std::chrono::steady_clock::now();
+  const auto elapsed = [&] {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  };
+  const auto tell_failure = [&](const std::string &name, const std::string &text) {
+    bar.clear();
+    std::cerr << "kelp: " << text << '\n';
+    log.write("failed", name, text);
+  };
+  for (const BatchFault &fault : plan.faults) tell_failure(fault.name, fault.text);
+
+  HeldSignals signals;  // inherited by the threads
+  Batch batch(plan, journal, batch_work(options), options.force);
+  batch.start(options.threads);
+  for (bool done = false; !done;) {
+    done = batch.wait_for(100ms);
+    for (const BatchMessage &message : batch.take_messages()) {
+      if (message.failed) {
+        tell_failure(message.name, message.text);
+      } else {
+        log.write("note", message.name, message.text);
+      }
+    }
+    if (!done) bar.draw(batch.count(), elapsed());
+    if (!done && HeldSignals::pending()) {
+      batch.stop();
+      bar.clear();
+      console.report(summary(options, plan, batch.count(), elapsed()));
+      std::cout << std::flush;
+      std::cerr << "kelp: interrupted; the same command goes on from here\n";
+      signals.release();
+    }
+  }
+  bar.clear();
+
+  BatchCount count = batch.count();
+  count.failed += plan.faults.size();
+  count.files += plan.faults.size();
+  console.report(summary(options, plan, count, elapsed()));
+  if (count.noted != 0)
+    console.report(plural(count.noted, "file") + " with notes, see " + log.path() + "\n");
+  if (count.failed != 0) {
+    throw Failure(std::to_string(count.failed) + " of " + plural(count.files, "file") +
+                  " failed; " + log.path() + " tells why");
+  }
+}
+
+}  // namespace
+
+void add_batch_command(CLI::App &program, const Console &console) {
+  auto options = std::make_shared<BatchOptions>();
+  CLI::App *command = program.add_subcommand("batch", "Encode or decode all files of a folder");
+  command->add_option("IN_DIR", options->input_folder, "Folder to read, with all folders in it")
+      ->required();
+  command
+      ->add_option("OUT_DIR", options->output_folder, "Folder to write, made where it is missing")
+      ->required();
+  CLI::Option_group *direction = command->add_option_group("Direction");
+  direction->add_flag("--decode", options->decode, "From .kelp streams to recordings");
+  direction->add_flag("--encode", options->encode, "From recordings to .kelp streams");
+  direction->require_option(1);
+  command->add_option("-j,--jobs", options->threads, "Files at a time; all cores where not given")
+      ->check(CLI::Range(1, 1024))
+      ->type_name("N");
+  command->add_option("--shard", options->shard_text, "Work on the K-th of N parts of the files")
+      ->check([options](const std::string &text) { return parse_shard(text, options->shard); })
+      ->type_name("K/N");
+  command->add_flag("-f,--force", options->force,
+                    "Do finished files again, and overwrite files that no batch has made");
+  command->callback([options, &console] { run_batch(*options, console); });
+}
