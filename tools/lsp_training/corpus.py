@@ -50,8 +50,8 @@ TUXPAINT = (
     r"(_desc|(_desc|/math/\d|/[A-Za-z]_(filled|outline))_(?P<lang>[a-z]{2,3}(_[A-Za-z]{2})?))\.ogg$"
 )
 
-# What a path must match to be speech, the licence, and the language where the path names none. The
-# groups "lang" and "voice" tell voices apart.
+# What a path must match to be speech, the licence as the package's copyright file names it, and the
+# language where the path names none. The groups "lang" and "voice" tell voices apart.
 Source = collections.namedtuple("Source", "package pattern licence language")
 TONES = "silence/|beep|(a|de)scending-2tone|confbridge-(join|leave)\\.|tt-monkeys\\."
 PROMPTS = rf"/sounds/[^/]+/(?!{TONES}).*\.wav$"
@@ -63,13 +63,13 @@ SOURCES = [
     Source("asterisk-core-sounds-fr-wav", PROMPTS, "CC-BY-SA-3.0", "fr"),
     Source("asterisk-core-sounds-it-wav", PROMPTS, "CC-BY-3.0", "it"),
     Source("asterisk-core-sounds-ru-wav", PROMPTS, "CC-BY-3.0", "ru"),
-    Source("asterisk-prompt-it-menardi-wav", PROMPTS, "CC-BY-SA-3.0", "it"),
+    Source("asterisk-prompt-it-menardi-wav", PROMPTS, "CC-SA-BY-3.0", "it"),
     Source("codec2-examples", CODEC2, "LGPL-2.1", "en"),
     # Every other sentence, for the balance.
-    Source("festvox-ru", r"/wav/ru_\d*[02468]\.wav$", "BSD", "ru"),
-    Source("fillets-ng-data-cs", "/cs" + FISH, "GPL-2+", "cs"),
-    Source("fillets-ng-data-nl", "/nl" + FISH, "GPL-2+", "nl"),
-    Source("gcin-voice", r"/(?P<voice>[35])\.ogg$", "GPL-3, CC-BY-3.0", "zh"),
+    Source("festvox-ru", r"/wav/ru_\d*[02468]\.wav$", "BSD-like", "ru"),
+    Source("fillets-ng-data-cs", "/cs" + FISH, "GPL-2", "cs"),
+    Source("fillets-ng-data-nl", "/nl" + FISH, "GPL-2", "nl"),
+    Source("gcin-voice", r"/(?P<voice>[35])\.ogg$", "GPL-3 or LGPL-3, CC-BY-3", "zh"),
     # Neither the robot nor the singer.
     Source(
         "hedgewars-data",
@@ -79,7 +79,12 @@ SOURCES = [
     ),
     Source("klettres-data", r"/klettres/(?P<lang>[A-Za-z_]+)/.*\.ogg$", "GPL-2+", "en"),
     Source("ktuberling-data", r"/(?P<lang>[A-Za-z_@]+)/[^/]*\.(ogg|wav|opus)$", "GPL-2+", "en"),
-    Source("pocketsphinx-testdata", r"/((cards|librivox)/.*\.wav|data/[a-z]*\.raw)$", "BSD", "en"),
+    Source(
+        "pocketsphinx-testdata",
+        r"/((cards|librivox)/.*\.wav|data/[a-z]*\.raw)$",
+        "BSD-2",
+        "en",
+    ),
     Source("tuxpaint-stamps-default", TUXPAINT, "GPL-2", "en"),
 ]
 
@@ -363,7 +368,7 @@ def table(kind, written):
     total = rows.pop("total", [0.0, 0, set()])
     for name, (minutes, count, languages) in sorted(rows.items()):
         lines.append(
-            f"  {name:30} {minutes:6.1f} min {count:5} files  {licences[name]:16}  "
+            f"  {name:30} {minutes:6.1f} min {count:5} files  {licences[name]:24}  "
             + " ".join(sorted(languages))
         )
     minutes, count, languages = total
