@@ -46,6 +46,8 @@ class Examples(unittest.TestCase):
         cls.addClassCleanup(cls.folder.cleanup)
         os.chdir(cls.folder.name)
         speech = sorted(glob.glob("/usr/share/asterisk/sounds/en*/vm-msginstruct.wav"))
+        if not speech and "KELP_ALLOW_MISSING_RECORDINGS" in os.environ:
+            raise unittest.SkipTest("no recordings")
         if not speech:
             raise OSError("no recordings: install asterisk-core-sounds-en-wav")
         cls.speech = speech[0]

@@ -139,7 +139,8 @@ class Writer:
 
     def block(self, part):
         if part.tag == "verbatim":
-            return "```\n%s\n```" % part.text.rstrip()
+            language = "c" if ";" in part.text else ""
+            return f"```{language}\n{part.text.rstrip()}\n```"
         if part.tag == "itemizedlist":
             return "\n".join("- " + self.inline(item.find("para")) for item in part)
         if part.tag == "simplesect":
