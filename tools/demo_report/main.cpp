@@ -17,7 +17,7 @@
 #include "tools/kelp/failure.h"
 #include "tools/kelp/packet_file.h"
 #include "tools/kelp/rates.h"
-#include "tools/kelp/recording.h"
+#include "tools/kelp/recording_reader.h"
 #include "tools/quality/codec.h"
 #include "tools/quality/quality.h"
 
@@ -32,11 +32,13 @@ using Bytes = std::vector<uint8_t>;
 
 // The whole recording, filled up with the silence that carries its last sample out of the encoder.
 Samples read_recording(const std::string &path) {
-  RecordingReader reader(path);
+  RecordingReader reader(path, {});
   Samples samples;
-  std::array<int16_t, 4096> block;
+  std::array<double, 4096> block;
   for (size_t got; (got = reader.read(block)) != 0;) {
-    samples.insert(samples.end(), block.begin(), block.begin() + static_cast<ptrdiff_t>(got));
+    const size_t before = samples.size();
+    samples.resize(before + got);
+    round_to_pcm(std::span<const double>(block).first(got), std::span(samples).subspan(before));
   }
   samples.resize((samples.size() + kLag + kFrame - 1) / kFrame * kFrame);
   return samples;

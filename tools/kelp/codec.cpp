@@ -27,13 +27,15 @@ Encoder::Encoder() {
   check(code, "the encoder cannot start");
 }
 
-std::span<const uint8_t> Encoder::encode(SpeechFrame &speech) {
+Packet Encoder::encode(SpeechFrame &speech) {
   kelp_pcm_frame frame = {};
   frame.samples[0] = speech.data();
-  kelp_packet_desc packet = {bytes_.data(), 0, KELP_MAX_PACKET_BYTES};
+  Packet packet;
+  kelp_packet_desc out = {packet.bytes.data(), 0, KELP_MAX_PACKET_BYTES};
   kelp_frame_info info = {};
-  check(kelpe_encode(handle_.get(), &frame, &packet, &info), "a frame cannot be encoded");
-  return {bytes_.data(), static_cast<size_t>(info.produced)};
+  check(kelpe_encode(handle_.get(), &frame, &out, &info), "a frame cannot be encoded");
+  packet.length = info.produced;
+  return packet;
 }
 
 void Decoder::Delete::operator()(void *handle) const {

@@ -20,15 +20,14 @@ class Encoder {
  public:
   Encoder();
 
-  // Valid until the next call. Throws a Failure that does not name the file.
-  std::span<const uint8_t> encode(SpeechFrame &speech);
+  // Throws a Failure that does not name the file.
+  Packet encode(SpeechFrame &speech);
 
  private:
   struct Delete {
     void operator()(void *handle) const;
   };
   std::unique_ptr<void, Delete> handle_;
-  std::array<uint8_t, KELP_MAX_PACKET_BYTES> bytes_{};
 };
 
 class Decoder {

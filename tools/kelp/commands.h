@@ -18,6 +18,7 @@ class App;
 void add_encode_command(CLI::App &program, const Console &console);
 void add_decode_command(CLI::App &program, const Console &console);
 void add_info_command(CLI::App &program, const Console &console);
+void add_compare_command(CLI::App &program, const Console &console);
 void add_batch_command(CLI::App &program, const Console &console);
 
 #endif  // KELP_TOOLS_KELP_COMMANDS_H

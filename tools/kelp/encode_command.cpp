@@ -7,12 +7,24 @@
 
 #include "tools/kelp/commands.h"
 #include "tools/kelp/encode.h"
+#include "tools/kelp/encode_options.h"
 #include "tools/kelp/standard_streams.h"
 
 namespace {
 
+constexpr const char *kExamples = R"(Examples:
+  kelp encode speech.wav speech.kelp
+  kelp encode --channel left call.flac caller.kelp
+  kelp encode --gain auto faint.ogg loud.kelp
+  arecord -q -f S16_LE -r 8000 | kelp encode - - | kelp decode - - | aplay -q)";
+
+EncodeReport encode_with_progress(const EncodeOptions &options, const Console &console) {
+  ProgressLine line(console, input_name(options.input));
+  return encode_recording(options, line.callback());
+}
+
 void encode(const EncodeOptions &options, const Console &console) {
-  const EncodeReport report = encode_recording(options);
+  const EncodeReport report = encode_with_progress(options, console);
   console.notes(report.notes);
   char duration[64];
   static_cast<void>(std::snprintf(duration, sizeof duration, ": %.3f s encoded\n", report.seconds));
@@ -24,9 +36,19 @@ void encode(const EncodeOptions &options, const Console &console) {
 
 void add_encode_command(CLI::App &program, const Console &console) {
   auto options = std::make_shared<EncodeOptions>();
-  CLI::App *command = program.add_subcommand("encode", "Encode a WAV file into a .kelp stream");
-  command->add_option("IN.wav", options->input, "8000 Hz, mono, 16-bit PCM")->required();
-  command->add_option("OUT.kelp", options->output, "Stream to write")->required();
+  CLI::App *command = program.add_subcommand("encode", "Encode a recording into a .kelp stream");
+  command->footer(kExamples);
+  command
+      ->add_option("RECORDING", options->input,
+                   "WAV, FLAC, Ogg, AIFF, MP3 and more, at any sampling rate; - is standard input")
+      ->required()
+      ->type_name("");
+  command->add_option("OUT.kelp", options->output, "Stream to write; - is standard output")
+      ->required()
+      ->type_name("");
   command->add_flag("-f,--force", options->force, "Overwrite an existing output");
+  command->add_flag("--raw", options->format.raw,
+                    "The input has no header: 16-bit little-endian samples, 8000 Hz, mono");
+  add_encode_options(*command, *options);
   command->callback([options, &console] { encode(*options, console); });
 }

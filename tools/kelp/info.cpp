@@ -17,20 +17,6 @@ double frame_time(size_t k) {
   return static_cast<double>(k) * kFrameSeconds;
 }
 
-class JsonObject {
- public:
-  // `value` is JSON already.
-  JsonObject &add(const char *name, const std::string &value) {
-    text_ += (text_.empty() ? "{\"" : ",\"");
-    text_.append(name).append("\":").append(value);
-    return *this;
-  }
-  [[nodiscard]] std::string text() const { return text_ + "}"; }
-
- private:
-  std::string text_;
-};
-
 std::string json_rates(const RateTally &tally) {
   JsonObject rates;
   for (const Rate &rate : kRates) {

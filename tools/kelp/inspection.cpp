@@ -8,8 +8,7 @@
 #include <cmath>
 #include <vector>
 
-#include "dec/dequant.h"
-#include "format/unpack.h"
+#include "tools/kelp/packet_check.h"
 
 namespace {
 
@@ -82,14 +81,9 @@ FrameFacts inspect(const Packet &packet, uint64_t offset) {
   facts.rate = packet.rate();
   if (facts.rate == KELP_RATE_ERASURE) return facts;
 
-  kcmn_bsr_state reader = {};
-  kcmn_bsr_init(&reader, packet.bytes.data(), packet.length, nullptr);
-  kelp::kelpd_frame_params params = {};
-  kelp::kelpd_unpack(&reader, &params);
-  facts.usable = params.rate == facts.rate;
-  if (!facts.usable || facts.rate == KELP_RATE_EIGHTH) return facts;
-  facts.usable = kelp::kelpd_iq_lsp_erasure_check(params.rate, params.codes.lsp_idx) == KELP_OK;
-  if (!facts.usable || facts.rate == KELP_RATE_QUARTER) return facts;
+  kelp::kelpd_frame_params params;
+  facts.usable = unpack_packet(packet, &params);
+  if (!facts.usable || facts.rate < KELP_RATE_HALF) return facts;
 
   FramePitch pitch;
   double gains = 0;

@@ -21,13 +21,14 @@ constexpr int kWrongUsage = 2;
 
 constexpr const char *kExamples =
     R"(Examples:
-  kelp encode speech.wav speech.kelp        8000 Hz, mono, 16-bit PCM in
-  kelp decode speech.kelp decoded.wav       160 samples for every packet
-  kelp decode --trim speech.kelp same.wav   without the 60 samples of codec delay
-  kelp info speech.kelp                     rates and bit rate of a stream
-  sox any.wav -e signed-integer -b 16 -r 8000 -c 1 speech.wav
+  kelp encode speech.wav speech.kelp      any file that libsndfile reads, at any sampling rate
+  kelp decode speech.kelp decoded.wav     160 samples for every packet
+  kelp compare speech.wav decoded.wav     delay and quality
+  kelp info speech.kelp                   rates and bit rate of a stream
+  kelp COMMAND --help                     the options of a command, with examples
 
 A .kelp stream is packets back to back; the first byte of a packet tells its length.
+A file named - is standard input or standard output.
 Exit status: 0 done, 1 failed, 2 wrong usage.)";
 
 int run(int argc, char **argv) {
@@ -42,6 +43,7 @@ int run(int argc, char **argv) {
   add_encode_command(program, console);
   add_decode_command(program, console);
   add_info_command(program, console);
+  add_compare_command(program, console);
   add_batch_command(program, console);
 
   kelp_init();  // commands may start threads

@@ -20,7 +20,12 @@ constexpr const char *kMakeRoom = "make room or write to another place";
 
 OutputFile::OutputFile(const std::string &path, const std::string &input_path, bool force)
     : path_(path), force_(force) {
-  if (is_standard_stream(path)) return;
+  if (is_standard_stream(path)) {
+    if (isatty(STDOUT_FILENO) != 0) {
+      throw Failure("standard output: is a terminal; send it on with | or >, or name a file");
+    }
+    return;
+  }
   std::error_code none;
   if (fs::equivalent(path_, input_path, none)) {
     throw Failure(path + ": is the input itself; name another output");

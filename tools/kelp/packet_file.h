@@ -5,9 +5,9 @@
 
 #include <array>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "kelp.h"
 
@@ -16,31 +16,55 @@ struct Packet {
   int32_t length = 0;
 
   [[nodiscard]] uint8_t rate() const { return bytes[0]; }
+  [[nodiscard]] std::span<const uint8_t> content() const {
+    return {bytes.data(), static_cast<size_t>(length)};
+  }
+};
+
+// A stretch of a stream that is no packets.
+struct Damage {
+  uint64_t offset;
+  uint64_t bytes;
+  uint64_t frames;    // that probably were there, 1 or more
+  std::string cause;  // "no packet begins with the byte 7 ..."
 };
 
 // Reads a .kelp stream, which is packets back to back, one packet at a time.
 class PacketReader {
  public:
   explicit PacketReader(const std::string &path);  // "-" is standard input
+  ~PacketReader();
+  PacketReader(const PacketReader &) = delete;
+  PacketReader &operator=(const PacketReader &) = delete;
 
   // The next packet, or false at the end of the stream. Throws a Failure that tells the offset when
   // no packet begins there, when the stream breaks off inside a packet, or when it holds none.
   bool next(Packet &packet);
 
- private:
-  struct Close {
-    void operator()(std::FILE *file) const {
-      if (file != stdin) static_cast<void>(std::fclose(file));  // nothing was written
-    }
-  };
+  // The same, but where no packet stands `damage` tells what was skipped up to where packets go on,
+  // and the packet is an erasure; else it has no frames. Throws when the stream is empty.
+  bool next(Packet &packet, Damage *damage);
 
-  [[nodiscard]] std::string here() const;         // "PATH: byte OFFSET: "
-  [[nodiscard]] std::string cut_command() const;  // keeps the packets read so far
-  void check_read() const;                        // throws when the last read failed
+  [[nodiscard]] uint64_t offset() const { return offset_; }  // of the next packet
+  [[nodiscard]] double part_read() const;                    // of a file, below 0 of a pipe
+
+ private:
+  enum class Found : uint8_t { packet, end, unknown, broken_off };
+
+  Found look(Packet &packet);
+  Damage skip(Found found);
+  size_t available(size_t wanted);
+  void advance(size_t count);
+  [[nodiscard]] bool packets_follow(size_t at);
+  [[nodiscard]] std::string cause(Found found) const;
+  [[nodiscard]] std::string remedy(Found found) const;
 
   std::string path_;  // for messages
-  std::unique_ptr<std::FILE, Close> file_;
-  uint64_t offset_ = 0;  // of the next packet
+  int descriptor_;
+  uint64_t length_ = 0;          // of a file, else 0
+  uint64_t offset_ = 0;          // of the next packet
+  std::vector<uint8_t> buffer_;  // read, from `begin_` on not yet used
+  size_t begin_ = 0;
 };
 
 #endif  // KELP_TOOLS_KELP_PACKET_FILE_H

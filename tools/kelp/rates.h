@@ -10,6 +10,7 @@
 #include "kelp.h"
 
 constexpr double kFrameSeconds = 0.020;
+constexpr double kSampleRate_hz = KELP_SAMPLE_RATE_HZ;
 
 struct Rate {
   uint8_t code;      // a packet's first byte

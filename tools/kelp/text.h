@@ -14,6 +14,21 @@
 [[nodiscard]] std::string xml_text(const std::string &text);     // for content and attributes
 [[nodiscard]] std::string base64(std::span<const uint8_t> bytes);
 
+// One JSON object, put together member by member.
+class JsonObject {
+ public:
+  // `value` is JSON already.
+  JsonObject &add(const char *name, const std::string &value) {
+    text_ += (text_.empty() ? "{\"" : ",\"");
+    text_.append(name).append("\":").append(value);
+    return *this;
+  }
+  [[nodiscard]] std::string text() const { return text_ + "}"; }
+
+ private:
+  std::string text_;
+};
+
 // With `decimals` digits behind the point.
 [[nodiscard]] std::string decimal(double value, int decimals);
 

@@ -1,0 +1,31 @@
+// Copyright 2026 The libkelp authors
+// SPDX-License-Identifier: Apache-2.0
+#ifndef KELP_TOOLS_KELP_BAND_FILL_H
+#define KELP_TOOLS_KELP_BAND_FILL_H
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+// Adds faint noise above 3.2 kHz, 40 dB below the speech and following its level. Speech that has
+// nothing above 2.6 kHz or so makes packets whose line spectral pairs decoders refuse: all of them
+// crowd below. The noise draws the upper ones apart. docs/RECORDINGS.md has the measurements.
+class BandFill {
+ public:
+  BandFill();
+
+  void add_to(std::span<double> samples);  // 8000 Hz, scaled to 16 bits
+
+ private:
+  static constexpr size_t kTaps = 61;
+
+  double next_noise();
+
+  std::array<double, kTaps> filter_{};   // makes noise of rms 1 from what next_noise gives
+  std::array<double, kTaps> history_{};  // of it, a ring
+  size_t newest_ = 0;
+  uint32_t seed_ = 1;
+  double power_ = 0;  // of the speech, smoothed
+};
+
+#endif  // KELP_TOOLS_KELP_BAND_FILL_H
