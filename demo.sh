@@ -2,7 +2,7 @@
 # Copyright 2026 The libkelp authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# Encodes and decodes a recording and reports on it:  ./demo.sh [recording.wav]
+# Encodes and decodes a recording and reports on it:  ./demo.sh [recording]
 # Without a recording it takes a spoken announcement from a Debian package.
 set -euo pipefail
 recording=${1:+$(realpath -- "$1")}
@@ -15,7 +15,7 @@ fi
 
 echo "== Packages"
 packages=(cmake ninja-build g++ libcli11-dev libpng-dev libsndfile1-dev libsoxr-dev)
-if [ -n "$recording" ]; then packages+=(sox); else packages+=(asterisk-core-sounds-en-wav); fi
+if [ -z "$recording" ]; then packages+=(asterisk-core-sounds-en-wav); fi
 install_packages "${packages[@]}"
 
 echo "== Build in build-demo"
@@ -32,16 +32,10 @@ mkdir -p "$out"
 if [ -z "$recording" ]; then
   announcements=(/usr/share/asterisk/sounds/en*/demo-instruct.wav)
   recording=${announcements[0]}
-else
-  # By another name first: the recording may be the last run's input.wav.
-  sox "$recording" -e signed-integer -b 16 -r 8000 -c 1 "$out/converted.wav"
-  mv "$out/converted.wav" "$out/input.wav"
-  echo "== Converted $recording to 8000 Hz, mono, 16 bit: $out/input.wav"
-  recording=$out/input.wav
 fi
 
 echo "== Encode and decode $recording"
-build-demo/kelp encode --quiet --force "$recording" "$out/speech.kelp"
+build-demo/kelp encode --force "$recording" "$out/speech.kelp" >/dev/null
 build-demo/kelp decode --quiet --force "$out/speech.kelp" "$out/decoded.wav"
 
 echo "== Report"

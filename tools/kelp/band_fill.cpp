@@ -12,7 +12,6 @@ namespace {
 
 constexpr double kLowest_hz = 3200;
 constexpr double kHighest_hz = 3900;
-constexpr double kBelowSpeech_db = 40;
 constexpr double kSmoothing_s = 0.03;
 
 // The ideal low-pass filter at tap `n` from its middle.
@@ -23,7 +22,7 @@ double low_pass(double hz, double n) {
 
 }  // namespace
 
-BandFill::BandFill() {
+BandFill::BandFill(double below_speech_db) : share_(std::pow(10, -below_speech_db / 20)) {
   constexpr double kHalf = (kTaps - 1) / 2.0;
   double power = 0;
   for (size_t k = 0; k < kTaps; k++) {
@@ -44,13 +43,12 @@ double BandFill::next_noise() {
 
 void BandFill::add_to(std::span<double> samples) {
   static const double kKept = std::exp(-1 / (kSmoothing_s * kSampleRate_hz));
-  static const double kShare = std::pow(10, -kBelowSpeech_db / 20);
   for (double &sample : samples) {
     power_ = kKept * power_ + (1 - kKept) * sample * sample;
     newest_ = (newest_ + 1) % kTaps;
     history_[newest_] = next_noise();
     double noise = 0;  // the filter is symmetric: it may run either way
     for (size_t k = 0; k < kTaps; k++) noise += filter_[k] * history_[(newest_ + 1 + k) % kTaps];
-    sample += kShare * std::sqrt(power_) * noise;
+    sample += share_ * std::sqrt(power_) * noise;
   }
 }

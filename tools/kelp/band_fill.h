@@ -9,10 +9,12 @@
 
 // Adds faint noise above 3.2 kHz, 40 dB below the speech and following its level. Speech that has
 // nothing above 2.6 kHz or so makes packets whose line spectral pairs decoders refuse: all of them
-// crowd below. The noise draws the upper ones apart. docs/RECORDINGS.md has the measurements.
+// crowd below. The noise draws the upper ones apart. docs/INPUT.md has the measurements.
 class BandFill {
  public:
-  BandFill();
+  static constexpr double kBelowSpeech_db = 40;
+
+  explicit BandFill(double below_speech_db = kBelowSpeech_db);
 
   void add_to(std::span<double> samples);  // 8000 Hz, scaled to 16 bits
 
@@ -25,6 +27,7 @@ class BandFill {
   std::array<double, kTaps> history_{};  // of it, a ring
   size_t newest_ = 0;
   uint32_t seed_ = 1;
+  double share_;      // of the speech's level
   double power_ = 0;  // of the speech, smoothed
 };
 

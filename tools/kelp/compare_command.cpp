@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <memory>
 
 #include "tools/kelp/commands.h"
@@ -24,13 +23,6 @@ Examples:
   kelp decode --lose 5% speech.kelp - | kelp compare --high-pass speech.wav -
   kelp compare --json speech.wav other.wav)";
 
-template <typename... Values>
-std::string format(const char *text, Values... values) {
-  char line[256];
-  static_cast<void>(std::snprintf(line, sizeof line, text, values...));
-  return line;
-}
-
 double milliseconds(std::ptrdiff_t samples) {
   return static_cast<double>(samples) * 1000 / kSampleRate_hz;
 }
@@ -38,18 +30,18 @@ double milliseconds(std::ptrdiff_t samples) {
 std::string as_text(const CompareOptions &options, const Comparison &result) {
   const auto recording = [](const char *what, const std::string &path,
                             const ComparedRecording &facts) {
-    return format("%-18s %9.3f s, active speech at %.1f dBov: ", what, facts.seconds,
-                  facts.level_dbov) +
+    return formatted("%-18s %9.3f s, active speech at %.1f dBov: ", what, facts.seconds,
+                     facts.level_dbov) +
            input_name(path) + "\n";
   };
   return recording("reference", options.reference, result.reference) +
          recording("other", options.other, result.other) +
-         format("delay              %9td samples, %.3f ms\n", result.delay,
-                milliseconds(result.delay)) +
-         format("correlation        %9.3f\n", result.correlation) +
-         format("segmental SNR      %9.2f dB over %zu active of %zu frames\n", result.snr.db,
-                result.snr.active, result.snr.frames) +
-         format("spectral distance  %9.2f dB\n", result.distance.db);
+         formatted("delay              %9td samples, %.3f ms\n", result.delay,
+                   milliseconds(result.delay)) +
+         formatted("correlation        %9.3f\n", result.correlation) +
+         formatted("segmental SNR      %9.2f dB over %zu active of %zu frames\n", result.snr.db,
+                   result.snr.active, result.snr.frames) +
+         formatted("spectral distance  %9.2f dB\n", result.distance.db);
 }
 
 std::string as_json(const CompareOptions &options, const Comparison &result) {

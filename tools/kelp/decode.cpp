@@ -15,6 +15,7 @@
 #include "tools/kelp/packet_file.h"
 #include "tools/kelp/recording_writer.h"
 #include "tools/kelp/standard_streams.h"
+#include "tools/kelp/text.h"
 
 namespace {
 
@@ -149,7 +150,7 @@ DecodeReport decode_stream(const DecodeOptions &options, const Progress &progres
   }
   if (!excerpt.is_begun()) {
     throw Failure(input_name(options.input) + ": the stream ends before --start " +
-                  std::to_string(options.start_s) + ", it has " +
+                  decimal(options.start_s, 3) + " s, it has " +
                   counted(report.tally.packets(), "packet") + " of 0.02 s; start earlier");
   }
   packets.finish();

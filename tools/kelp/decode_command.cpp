@@ -3,13 +3,13 @@
 
 #include <CLI/CLI.hpp>
 #include <cinttypes>
-#include <cstdio>
 #include <memory>
 
 #include "tools/kelp/commands.h"
 #include "tools/kelp/decode.h"
 #include "tools/kelp/decode_options.h"
 #include "tools/kelp/standard_streams.h"
+#include "tools/kelp/text.h"
 
 namespace {
 
@@ -44,9 +44,8 @@ std::string concealment(const Concealed &concealed) {
 void decode(const DecodeOptions &options, const Console &console) {
   const DecodeReport report = decode_with_progress(options, console);
   console.notes(report.notes);
-  char text[128];
-  static_cast<void>(std::snprintf(text, sizeof text, ": %" PRIu64 " packets decoded, %.3f s",
-                                  report.tally.packets(), report.seconds));
+  const std::string text =
+      formatted(": %" PRIu64 " packets decoded, %.3f s", report.tally.packets(), report.seconds);
   console.report(output_name(options.output) + text + concealment(report.concealed) + "\n",
                  is_standard_stream(options.output));
 }

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 
 #include "kelp.h"
@@ -17,6 +16,7 @@
 #include "tools/kelp/packet_check.h"
 #include "tools/kelp/speech_level.h"
 #include "tools/kelp/standard_streams.h"
+#include "tools/kelp/text.h"
 
 namespace {
 
@@ -37,11 +37,9 @@ double best_gain_db(const EncodeOptions &options, EncodeReport *report) {
     level.add(std::span<const double>(frame).first(got));
   }
   const double gain_db = level.best_gain_db();
-  char text[96];
-  static_cast<void>(std::snprintf(text, sizeof text,
-                                  ": active speech is at %.1f dBov; a gain of %+.1f dB is applied",
-                                  level.active_dbov(), gain_db));
-  report->notes.push_back(name + text);
+  report->notes.push_back(
+      name + formatted(": active speech is at %.1f dBov; a gain of %+.1f dB is applied",
+                       level.active_dbov(), gain_db));
   return gain_db;
 }
 

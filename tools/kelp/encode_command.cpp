@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <memory>
 
 #include "tools/kelp/commands.h"
 #include "tools/kelp/encode.h"
 #include "tools/kelp/encode_options.h"
 #include "tools/kelp/standard_streams.h"
+#include "tools/kelp/text.h"
 
 namespace {
 
@@ -26,9 +26,8 @@ EncodeReport encode_with_progress(const EncodeOptions &options, const Console &c
 void encode(const EncodeOptions &options, const Console &console) {
   const EncodeReport report = encode_with_progress(options, console);
   console.notes(report.notes);
-  char duration[64];
-  static_cast<void>(std::snprintf(duration, sizeof duration, ": %.3f s encoded\n", report.seconds));
-  console.report(output_name(options.output) + duration + report.tally.report(),
+  console.report(output_name(options.output) + formatted(": %.3f s encoded\n", report.seconds) +
+                     report.tally.report(),
                  is_standard_stream(options.output));
 }
 

@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 #include "tools/kelp/rates.h"
+#include "tools/kelp/text.h"
 
 namespace {
 
@@ -19,13 +19,6 @@ constexpr uint64_t kHangover = KELP_SAMPLE_RATE_HZ / 5;  // samples
 double dbov(double amplitude) {
   return amplitude > 0 ? std::max(20 * std::log10(amplitude / kFullScale), kNoSpeech_dbov)
                        : kNoSpeech_dbov;
-}
-
-template <typename... Values>
-std::string format(const char *text, Values... values) {
-  char line[256];
-  static_cast<void>(std::snprintf(line, sizeof line, text, values...));
-  return line;
 }
 
 }  // namespace
@@ -89,19 +82,20 @@ void LevelWatch::add(std::span<const double> frame) {
 
 std::string LevelWatch::note() const {
   const double level = level_.active_dbov();
-  const std::string remedy = format(" it with --gain auto (here %+.1f dB)", level_.best_gain_db());
+  const std::string remedy =
+      formatted(" it with --gain auto (here %+.1f dB)", level_.best_gain_db());
   // A frame or a sample now and then is not heard.
   if (overloaded_ * 1000 > frames_ || clipped_ * 10000 > frames_ * KELP_FRAME_SAMPLES) {
-    std::string text = format("overloaded: %llu of %llu frames are above %.0f dBov",
-                              static_cast<unsigned long long>(overloaded_),
-                              static_cast<unsigned long long>(frames_), kOverload_dbov);
+    std::string text = formatted("overloaded: %llu of %llu frames are above %.0f dBov",
+                                 static_cast<unsigned long long>(overloaded_),
+                                 static_cast<unsigned long long>(frames_), kOverload_dbov);
     if (clipped_ != 0) {
-      text += format(", %llu samples clipped", static_cast<unsigned long long>(clipped_));
+      text += formatted(", %llu samples clipped", static_cast<unsigned long long>(clipped_));
     }
     return text + "; lower" + remedy;
   }
   if (level > kNoSpeech_dbov && level < kFaint_dbov) {
-    return format("faint: active speech is at %.1f dBov, below %.0f", level, kFaint_dbov) +
+    return formatted("faint: active speech is at %.1f dBov, below %.0f", level, kFaint_dbov) +
            "; raise" + remedy;
   }
   return "";

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // How loud a recording is, and whether that suits the codec. Levels are in dBov: below the rms of a
-// square wave at full scale. docs/RECORDINGS.md has the measurements behind the limits.
+// square wave at full scale. docs/INPUT.md has the measurements behind the limits.
 #ifndef KELP_TOOLS_KELP_SPEECH_LEVEL_H
 #define KELP_TOOLS_KELP_SPEECH_LEVEL_H
 

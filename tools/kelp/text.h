@@ -7,6 +7,7 @@
 #define KELP_TOOLS_KELP_TEXT_H
 
 #include <cstdint>
+#include <cstdio>
 #include <span>
 #include <string>
 
@@ -28,6 +29,14 @@ class JsonObject {
  private:
   std::string text_;
 };
+
+// As printf; the text comes out shorter than 256 bytes.
+template <typename... Values>
+[[nodiscard]] std::string formatted(const char *format, Values... values) {
+  char text[256];
+  static_cast<void>(std::snprintf(text, sizeof text, format, values...));
+  return text;
+}
 
 // With `decimals` digits behind the point.
 [[nodiscard]] std::string decimal(double value, int decimals);
