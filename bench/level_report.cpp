@@ -1,8 +1,7 @@
 // Copyright 2026 The libkelp authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the level of the input does: how loud speech comes out, at which levels it is coded well,
-// and what becomes of steady sounds. The figures of docs/LIMITS.md.
+// How loud speech comes out, and what becomes of steady sounds. The figures of docs/LIMITS.md.
 
 #include <algorithm>
 #include <cmath>
@@ -65,35 +64,7 @@ void report_level(const std::vector<kelp_test::recording> &speech) {
     coded += inside;
     out += heard;
   }
-  std::printf("  %.3f  %.3f  all\n\n", std::sqrt(coded / in), std::sqrt(out / in));
-}
-
-void report_range(const std::vector<kelp_test::recording> &speech) {
-  std::printf(
-      "Speech at other levels: active speech, clipped samples, segmental SNR, full-rate "
-      "packets\n");
-  for (int level = 0; level >= -68; level -= 4) {
-    double snr = 0;
-    size_t clipped = 0, samples = 0, full = 0, packets = 0;
-    for (const kelp_test::recording &one : speech) {
-      const std::vector<bool> active = kelp::quality::active_frames(one.pcm);
-      const double gain = std::pow(10, level / 20.0) / std::sqrt(active_power(one.pcm, active, 0));
-      pcm_samples pcm;
-      for (const int16_t x : one.pcm) {
-        pcm.push_back(to_pcm(gain * x));
-        if (std::abs(gain * x) > 32767.5) clipped++;
-      }
-      const std::vector<packet> sent = kelp::quality::encode(pcm);
-      snr += kelp::quality::segmental_snr(kelp::quality::coded_speech(pcm),
-                                          kelp::quality::decode(sent))
-                 .db;
-      samples += pcm.size();
-      packets += sent.size();
-      full += static_cast<size_t>(std::ranges::count_if(sent, is_full));
-    }
-    std::printf("  %4d dBov  %6.3f %%  %5.2f dB  %3.0f %%\n", level, percent(clipped, samples),
-                snr / static_cast<double>(speech.size()), percent(full, packets));
-  }
+  std::printf("  %.3f  %.3f  all\n", std::sqrt(coded / in), std::sqrt(out / in));
 }
 
 // Ten seconds of a sound that does not change, at -24 dBov, with which a stream begins, or which
@@ -148,6 +119,5 @@ int main() {
     return 1;
   }
   report_level(speech);
-  report_range(speech);
   report_steady_sounds();
 }
