@@ -44,25 +44,16 @@ struct BatchOptions {
   std::string settings;  // the options that shape the outputs, as they were given
 };
 
-BatchWork batch_work(const BatchOptions &options) {
-  if (options.encode) {
-    return [&options](const std::string &input, const std::string &output, bool force,
-                      const Progress &progress) {
-      EncodeOptions one = options.encoding;
-      one.input = input;
-      one.output = output;
-      one.force = force;
-      const EncodeReport report = encode_recording(one, progress);
-      return BatchResult{report.seconds, report.notes};
-    };
-  }
-  return [&options](const std::string &input, const std::string &output, bool force,
-                    const Progress &progress) {
-    DecodeOptions one = options.decoding;
+// `run` encodes or decodes one file, whose name is set in a copy of `options`.
+template <typename Options, typename Report>
+BatchWork work_with(const Options &options, Report (*run)(const Options &, const Progress &)) {
+  return [&options, run](const std::string &input, const std::string &output, bool force,
+                         const Progress &progress) {
+    Options one = options;
     one.input = input;
     one.output = output;
     one.force = force;
-    const DecodeReport report = decode_stream(one, progress);
+    const Report report = run(one, progress);
     return BatchResult{report.seconds, report.notes};
   };
 }
@@ -164,7 +155,10 @@ void run_batch(const BatchOptions &options, const Console &console) {
   for (const BatchFault &fault : plan.faults) tell_failure(fault.name, fault.text);
 
   HeldSignals signals;  // inherited by the threads
-  Batch batch(plan, journal, batch_work(options), options.force);
+  Batch batch(plan, journal,
+              options.encode ? work_with(options.encoding, encode_recording)
+                             : work_with(options.decoding, decode_stream),
+              options.force);
   batch.start(options.threads);
   for (bool done = false; !done;) {
     done = batch.wait_for(100ms);
