@@ -100,6 +100,24 @@ class Archives(BatchTest):
         self.batch("--decode", "-f")
         self.assertEqual(6, len(self.remade(before)))
 
+    def test_options(self):
+        """Options of encode and decode hold for every file; with others it is done again."""
+        self.put("in/a.raw", array.array("h", range(1600)).tobytes())
+        self.put("in/b.wav", b"not asked for")
+        self.batch("--encode", "--raw")
+        plain = self.outputs()
+        self.assertEqual({"a.kelp"}, set(plain))
+        self.assertIn("1 encoded", self.batch("--encode", "--raw", "--gain", "6").stdout)
+        self.assertNotEqual(plain["a.kelp"][0], self.get("out/a.kelp"))
+        self.assertIn("1 finished", self.batch("--encode", "--raw", "--gain", "6").stdout)
+        for options, name, length in [(["--raw"], "a.raw", 3520), (["--raw", "--trim"], "a.raw", 3400),
+                                      (["--flac"], "a.flac", None)]:
+            self.succeeds("batch", "out", "back", "--decode", *options)
+            content = self.get("back/" + name)
+            self.assertTrue(len(content) == length or content.startswith(b"fLaC"))
+        for wrong in [["--decode", "--gain", "3"], ["--encode", "--trim"], ["--encode", "--flac"]]:
+            self.fails("batch", "in", "out", *wrong, names=["only"], status=2)
+
     def test_strangers(self):
         """A recording that no batch has made is not overwritten, and two files get no one output."""
         self.put("in/a.kelp", packet(4))

@@ -34,16 +34,7 @@ bool Batch::wait_for(std::chrono::milliseconds time) {
 
 BatchCount Batch::count() const {
   const std::lock_guard lock(mutex_);
-  BatchCount count = count_;
-  // Files under work tell their speech and not their bytes: as many as it took so far, but not all.
-  double within = 0;
-  if (seconds_completed_ > 0) {
-    within = (count_.seconds - seconds_completed_) / seconds_completed_ *
-             static_cast<double>(bytes_completed_);
-  }
-  const double most = 0.95 * static_cast<double>(bytes_begun_ - bytes_completed_);
-  count.bytes_done = bytes_completed_ + static_cast<uint64_t>(std::clamp(within, 0.0, most));
-  return count;
+  return count_;
 }
 
 std::vector<BatchMessage> Batch::take_messages() {
@@ -67,18 +58,21 @@ void Batch::work_on(const BatchFile &file) {
     count_.bytes -= file.bytes;
     return;
   }
-  constexpr double kTellEach = 10;  // seconds of speech; often enough for the eye
-  double told = 0;
-  const auto progress = [&](double seconds, auto...) {
-    if (seconds < told + kTellEach) return;
-    const std::lock_guard lock(mutex_);
-    count_.seconds += seconds - told;
-    told = seconds;
+  // What of the file the counts hold so far.
+  double seconds_told = 0;
+  uint64_t bytes_told = 0;
+  const auto tell = [&](double seconds, uint64_t bytes) {  // the mutex is held
+    count_.seconds += seconds - seconds_told;
+    count_.bytes_done += bytes - bytes_told;
+    seconds_told = seconds;
+    bytes_told = bytes;
   };
-  {
+  const auto progress = [&](double seconds, double part) {
+    constexpr double kTellEach = 10;  // seconds of speech; often enough for the eye
+    if (seconds < seconds_told + kTellEach) return;
     const std::lock_guard lock(mutex_);
-    bytes_begun_ += file.bytes;
-  }
+    tell(seconds, static_cast<uint64_t>(std::max(part, 0.0) * static_cast<double>(file.bytes)));
+  };
   BatchResult result;
   std::string failure;
   try {
@@ -89,9 +83,7 @@ void Batch::work_on(const BatchFile &file) {
   if (stopping_ && !failure.empty()) return;  // the end of the process may have been its cause
 
   const std::lock_guard lock(mutex_);
-  count_.seconds += result.seconds - told;
-  bytes_completed_ += file.bytes;
-  seconds_completed_ += result.seconds;
+  tell(result.seconds, file.bytes);
   count_.noted += result.notes.empty() ? 0 : 1;
   for (const std::string &note : result.notes) messages_.push_back({false, file.name, note});
   (failure.empty() ? count_.done : count_.failed)++;

@@ -45,7 +45,7 @@ struct BatchCount {
   uint64_t failed = 0;
   uint64_t noted = 0;       // done, with a note
   uint64_t bytes = 0;       // of the inputs that no earlier run finished
-  uint64_t bytes_done = 0;  // of those, estimated within files that are being worked on
+  uint64_t bytes_done = 0;  // of those
   double seconds = 0;       // of speech, by this run
 };
 
@@ -85,9 +85,6 @@ class Batch {
   std::condition_variable all_done_;
   unsigned working_ = 0;
   BatchCount count_;
-  uint64_t bytes_begun_ = 0;  // by this run, as what follows
-  uint64_t bytes_completed_ = 0;
-  double seconds_completed_ = 0;
   std::vector<BatchMessage> messages_;
 
   std::vector<std::thread> threads_;

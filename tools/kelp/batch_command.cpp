@@ -15,8 +15,8 @@
 
 #include "tools/kelp/batch.h"
 #include "tools/kelp/commands.h"
-#include "tools/kelp/decode.h"
-#include "tools/kelp/encode.h"
+#include "tools/kelp/decode_options.h"
+#include "tools/kelp/encode_options.h"
 #include "tools/kelp/failure.h"
 #include "tools/kelp/progress_bar.h"
 #include "tools/kelp/text.h"
@@ -25,10 +25,20 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr const char *kExamples =
+    R"(Files keep their names and folders, with another ending. The same command goes on after any
+interruption; what is finished is skipped. Failures are listed in OUT_DIR/kelp-batch.log.
+
+Examples:
+  kelp batch recordings streams --encode
+  kelp batch streams decoded --decode --flac -j 4
+  kelp batch /data/in /data/out --decode --shard 3/16     one of 16 machines)";
+
 // How the names of recordings end, as far as libsndfile may read them.
 constexpr std::string_view kRecordings[] = {".wav", ".wave", ".w64", ".rf64", ".flac", ".ogg",
                                             ".oga", ".opus", ".mp3", ".aif",  ".aiff", ".aifc",
                                             ".au",  ".snd",  ".caf", ".sph",  ".voc"};
+constexpr std::string_view kRawRecordings[] = {".raw"};
 constexpr std::string_view kStreams[] = {".kelp"};
 
 struct BatchOptions {
@@ -41,7 +51,33 @@ struct BatchOptions {
   Shard shard;
   EncodeOptions encoding;
   DecodeOptions decoding;
-  std::string settings;  // the options that shape the outputs, as they were given
+  bool raw = false;
+  bool flac = false;
+  // The options that shape the outputs; they live as long as the program.
+  CLI::App *direction = nullptr, *both_group = nullptr;
+  CLI::App *encode_group = nullptr, *decode_group = nullptr;
+
+  [[nodiscard]] std::span<const std::string_view> input_endings() const {
+    if (decode) return kStreams;
+    return raw ? std::span<const std::string_view>(kRawRecordings) : kRecordings;
+  }
+  [[nodiscard]] std::string output_ending() const {
+    return encode ? ".kelp" : raw ? ".raw" : flac ? ".flac" : ".wav";
+  }
+
+  // Those that were given, with their values.
+  [[nodiscard]] std::string settings() const {
+    std::string text;
+    for (const CLI::App *group : {direction, both_group, encode_group, decode_group}) {
+      for (const CLI::Option *option : group->get_options()) {
+        if (option->count() == 0) continue;
+        text += option->get_name();
+        for (const std::string &value : option->results()) text += " " + value;
+        text += "\n";
+      }
+    }
+    return text;
+  }
 };
 
 // `run` encodes or decodes one file, whose name is set in a copy of `options`.
@@ -130,15 +166,15 @@ std::string summary(const BatchOptions &options, const BatchPlan &plan, const Ba
 
 void run_batch(const BatchOptions &options, const Console &console) {
   const BatchPlan plan =
-      plan_batch(options.input_folder, options.output_folder,
-                 options.encode ? std::span<const std::string_view>(kRecordings) : kStreams,
-                 options.encode ? ".kelp" : ".wav", options.shard);
+      plan_batch(options.input_folder, options.output_folder, options.input_endings(),
+                 options.output_ending(), options.shard);
   if (plan.files.empty() && plan.faults.empty() && plan.in_other_shards == 0) {
     throw Failure(options.input_folder + ": holds no " +
-                  (options.encode ? "recording; a name such as .wav or .flac tells one"
+                  (options.encode ? "recording; a name such as .wav or .flac tells one, with --raw "
+                                    "a name in .raw"
                                   : ".kelp stream; 'kelp batch --encode' makes them"));
   }
-  BatchJournal journal(plan, options.shard, options.settings);
+  BatchJournal journal(plan, options.shard, options.settings());
   Log log((std::filesystem::path(options.output_folder) /
            ("kelp-batch" + options.shard.suffix() + ".log"))
               .string());
@@ -198,22 +234,43 @@ void run_batch(const BatchOptions &options, const Console &console) {
 void add_batch_command(CLI::App &program, const Console &console) {
   auto options = std::make_shared<BatchOptions>();
   CLI::App *command = program.add_subcommand("batch", "Encode or decode all files of a folder");
+  command->footer(kExamples);
   command->add_option("IN_DIR", options->input_folder, "Folder to read, with all folders in it")
-      ->required();
+      ->required()
+      ->type_name("");
   command
       ->add_option("OUT_DIR", options->output_folder, "Folder to write, made where it is missing")
-      ->required();
-  CLI::Option_group *direction = command->add_option_group("Direction");
-  direction->add_flag("--decode", options->decode, "From .kelp streams to recordings");
-  direction->add_flag("--encode", options->encode, "From recordings to .kelp streams");
-  direction->require_option(1);
+      ->required()
+      ->type_name("");
+  options->direction = command->add_option_group("Direction");
+  options->direction->add_flag("--encode", options->encode, "From recordings to .kelp streams");
+  options->direction->add_flag("--decode", options->decode, "From .kelp streams to recordings");
+  options->direction->require_option(1);
   command->add_option("-j,--jobs", options->threads, "Files at a time; all cores where not given")
-      ->check(CLI::Range(1, 1024))
+      ->check(CLI::Range(1, 1024).description(""))
       ->type_name("N");
   command->add_option("--shard", options->shard_text, "Work on the K-th of N parts of the files")
       ->check([options](const std::string &text) { return parse_shard(text, options->shard); })
       ->type_name("K/N");
   command->add_flag("-f,--force", options->force,
                     "Do finished files again, and overwrite files that no batch has made");
-  command->callback([options, &console] { run_batch(*options, console); });
+  options->both_group = command->add_option_group("With both");
+  options->both_group->add_flag("--raw", options->raw,
+                                "Recordings are .raw files without a header: 16-bit little-endian "
+                                "samples, 8000 Hz, mono");
+  options->encode_group = command->add_option_group("With --encode");
+  add_encode_options(*options->encode_group, options->encoding);
+  options->decode_group = command->add_option_group("With --decode");
+  options->decode_group->add_flag("--flac", options->flac, "Write FLAC files instead of WAV files");
+  add_decode_options(*options->decode_group, options->decoding);
+  command->callback([options, &console] {
+    const CLI::App *const other = options->encode ? options->decode_group : options->encode_group;
+    for (const CLI::Option *option : other->get_options()) {
+      if (option->count() == 0) continue;
+      throw CLI::ValidationError(option->get_name(), options->encode ? "goes with --decode only"
+                                                                     : "goes with --encode only");
+    }
+    options->encoding.format.raw = options->decoding.raw = options->raw;
+    run_batch(*options, console);
+  });
 }

@@ -12,6 +12,12 @@
 
 namespace {
 
+constexpr const char *kExamples =
+    R"(Examples:
+  kelp info speech.kelp
+  kelp info --plot speech.html speech.kelp        tells the values under the pointer
+  kelp info --json --frames speech.kelp           described in kelp-info(1))";
+
 struct InfoOptions {
   std::string input;
   std::string plot;  // empty: none
@@ -62,7 +68,9 @@ void add_info_command(CLI::App &program, const Console &console) {
   CLI::App *command =
       program.add_subcommand("info", "Show rates, bit rate and pitch of a stream, or draw it");
   command->add_option("FILE.kelp", options->input, "Stream to read; - is standard input")
-      ->required();
+      ->required()
+      ->type_name("");
+  command->footer(kExamples);
   command->add_flag("--frames", options->frames, "A line for every frame");
   command->add_flag("--json", options->json, "As JSON; with --frames the frames too");
   command
