@@ -21,27 +21,35 @@ const encoder_kernels &fastest() {
 }
 
 void capture_lags(const int32_t *target, const int32_t *h, const int32_t *past,
-                  lag_scores *scores) {
+                  lag_bounds *bounds) {
   pitch_search_call &call = captured_into->pitch_search.emplace_back();
   std::copy_n(target, kPitchSubframe, call.target);
   std::copy_n(h, kImpulseResponse, call.h);
   std::copy_n(past - kPitchHistory, kPitchHistory, call.history);
-  fastest().correlate_lags(target, h, past, scores);
+  fastest().subframe->bound_lags(target, h, past, bounds);
 }
 
-void capture_filtering(const int16_t *codebook, const int32_t *h, int first,
-                       filtered_codebook *filtered) {
+void capture_filtering(const int16_t *codebook, const int32_t *h, filtered_codebook *filtered) {
   codebook_search_call &call = captured_into->codebook_search.emplace_back();
   call.codebook = codebook;
   std::copy_n(h, kImpulseResponse, call.h);
-  call.first = first;
-  fastest().filter_codebook(codebook, h, first, filtered);
+  fastest().subframe->filter_codebook(codebook, h, filtered);
 }
 
-void capture_target(const filtered_codebook &filtered, const int32_t *target, int32_t *exy) {
+codebook_choice capture_target(const int16_t *codebook, const filtered_codebook &filtered,
+                               const int32_t *target) {
   codebook_search_call &call = captured_into->codebook_search.emplace_back();
   std::copy_n(target, filtered_codebook::kSamples, call.target);
-  fastest().correlate_codebook(filtered, target, exy);
+  return fastest().subframe->search_codebook(codebook, filtered, target);
+}
+
+codebook_choice capture_long_target(const int16_t *codebook, const int32_t *h,
+                                    const int32_t *target, filtered_codebook *filtered) {
+  codebook_search_call &call = captured_into->codebook_search.emplace_back();
+  call.codebook = codebook;
+  std::copy_n(h, kImpulseResponse, call.h);
+  std::copy_n(target, kPitchSubframe, call.target);
+  return fastest().frame->search_long_codebook(codebook, h, target, filtered);
 }
 
 void capture_short_term(const int32_t *x, const short_term_filters &filters, int n, int32_t *y,
@@ -62,13 +70,19 @@ void capture_short_term(const int32_t *x, const short_term_filters &filters, int
 }  // namespace
 
 const encoder_kernels &capturing_encoder_kernels() {
-  static const encoder_kernels kernels = [] {
-    encoder_kernels own = fastest();
-    own.correlate_lags = capture_lags;
+  static const subframe_kernels subframe = [] {
+    subframe_kernels own = *fastest().subframe;
+    own.bound_lags = capture_lags;
     own.filter_codebook = capture_filtering;
-    own.correlate_codebook = capture_target;
+    own.search_codebook = capture_target;
     return own;
   }();
+  static const frame_kernels frame = [] {
+    frame_kernels own = *fastest().frame;
+    own.search_long_codebook = capture_long_target;
+    return own;
+  }();
+  static const encoder_kernels kernels = {&subframe, &frame};
   return kernels;
 }
 

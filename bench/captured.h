@@ -33,8 +33,7 @@ struct pitch_search_call {
 struct codebook_search_call {
   const int16_t *codebook;  // to be filtered, or null: to be searched as it was
   int32_t h[kImpulseResponse];
-  int first;
-  int32_t target[filtered_codebook::kSamples];
+  int32_t target[kPitchSubframe];
 };
 struct short_term_call {
   int32_t x[kMaxSubframe], formant[kLpcOrder], post_zero[kLpcOrder], post_pole[kLpcOrder];

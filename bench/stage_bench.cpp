@@ -129,17 +129,19 @@ void search_pitch_lags(captured_calls *calls, const captured_frame &) {
     benchmark::DoNotOptimize(search_pitch(kernels, call.target, call.h, call.history));
 }
 
-// At half rate, where four parts make one target, three choices too many.
 void search_codebooks(captured_calls *calls, const captured_frame &) {
   static const encoder_kernels &kernels = encoder_kernels_for(best_instruction_set());
-  filtered_codebook filtered;
-  float inverse[kCodebook];
-  filtered.inverse = inverse;
+  filtered_codebook::numbers_of_candidates candidates;
+  filtered_codebook filtered(&candidates);
   for (const codebook_search_call &call : calls->codebook_search) {
-    if (call.codebook != nullptr) {
-      kernels.filter_codebook(call.codebook, call.h, call.first, &filtered);
+    if (call.codebook == kelp_tbl_cb) {
+      kernels.subframe->filter_codebook(call.codebook, call.h, &filtered);
+    } else if (call.codebook == nullptr) {
+      benchmark::DoNotOptimize(
+          kernels.subframe->search_codebook(kelp_tbl_cb, filtered, call.target));
     } else {
-      benchmark::DoNotOptimize(search_codebook(kernels, filtered, call.target));
+      benchmark::DoNotOptimize(
+          kernels.frame->search_long_codebook(call.codebook, call.h, call.target, &filtered));
     }
   }
 }

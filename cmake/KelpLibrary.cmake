@@ -65,7 +65,6 @@ set(KELP_SOURCES
   dec/pitch_dequant.cpp
   dec/synthesis.cpp
   enc/analysis.cpp
-  enc/codebook_search.cpp
   enc/encoder.cpp
   enc/excitation_search.cpp
   enc/gain_quant.cpp
@@ -108,7 +107,7 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
   set(avx2 common/filter_kernels_avx2.cpp enc/kernels_avx2.cpp)
   set(avx512 enc/kernels_avx512.cpp)
   list(APPEND KELP_SOURCES ${avx2} ${avx512})
-  set_source_files_properties(${avx2} PROPERTIES COMPILE_OPTIONS "-mavx2;${kernel_flags}")
+  set_source_files_properties(${avx2} PROPERTIES COMPILE_OPTIONS "-mavx2;-mfma;${kernel_flags}")
   set(avx512_flags -mavx512f -mavx512bw -mavx512dq -mavx512vl -mprefer-vector-width=512)
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)  # its own header's "undefined" vectors
     list(APPEND avx512_flags -Wno-uninitialized -Wno-maybe-uninitialized)

@@ -32,7 +32,9 @@ instruction_set best_instruction_set() {
   uint32_t b = 0;
   uint32_t c = 0;
   uint32_t d = 0;
-  if (__get_cpuid(1, &a, &b, &c, &d) == 0 || !has(c, bit_OSXSAVE)) return instruction_set::baseline;
+  if (__get_cpuid(1, &a, &b, &c, &d) == 0 || !has(c, bit_OSXSAVE | bit_FMA)) {
+    return instruction_set::baseline;
+  }
   const uint32_t saved = saved_registers();
   if (__get_cpuid_count(7, 0, &a, &b, &c, &d) == 0 || !has(b, bit_AVX2) || !has(saved, kSavesAvx)) {
     return instruction_set::baseline;

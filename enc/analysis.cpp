@@ -37,23 +37,34 @@ struct autocorrelation {
   int norm;      // normalising shift after it
 };
 
+// Whether the energy is 2^30 or less for sure, from products that are cut to make their sum hold.
+bool is_moderate(const int16_t *x) {
+  int32_t sum = kFrame;
+  for (int n = 0; n < kFrame; n++) sum += (x[n] * x[n]) >> 8;
+  return sum <= 1 << 22;
+}
+
 autocorrelation correlate(const encoder_kernels &kernels, const int16_t *x) {
   autocorrelation r{};
+  int32_t sums[kAutocorrelations];
+  kernels.frame->autocorrelate(x, sums);
   int32_t acc = 0;
   int shift = 1;
-  for (int n = 0; n < kFrame; n++) {
-    acc = wrap_add(acc, wrap_mul(2, x[n] * x[n]) >> shift);
-    if (acc > 0x40000000) {
-      shift++;
-      acc >>= 1;
+  if (is_moderate(x)) {
+    acc = sums[0];  // as below, where nothing is halved
+  } else {
+    for (int n = 0; n < kFrame; n++) {
+      acc = wrap_add(acc, wrap_mul(2, x[n] * x[n]) >> shift);
+      if (acc > 0x40000000) {
+        shift++;
+        acc >>= 1;
+      }
     }
   }
   r.halvings = shift - 1;
   const int32_t energy = wrap_mul(acc, 2);  // 2^30 wraps: such a frame counts as silent
   r.norm = norm_32(energy);
   r.lag[0] = wrap_shl(energy, r.norm);
-  int32_t sums[kAutocorrelations];
-  kernels.autocorrelate(x, sums);
   for (int j = 1; j < kAutocorrelations; j++) {
     acc = wrap_mul(2, sums[j]);
     // In loud frames each product is cut.

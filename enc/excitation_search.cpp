@@ -6,6 +6,7 @@
 
 #include "enc/excitation_search.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "enc/gain_quant.h"
@@ -42,45 +43,91 @@ void make_target(const int32_t *w, const subframe_coefficients &coefficients, en
   return pitch;
 }
 
-// Codebook subframe j of pitch subframe i, n samples. At full rate the filtered codebook is that of
-// the pitch subframe.
-void encode_codebook(encoder_frame *frame, encoder_state *state, const pitch_parameters &pitch,
-                     int i, int j, int n, const int32_t h[kImpulseResponse],
-                     filtered_codebook *filtered) {
-  const subframe_coefficients &coefficients = frame->coefficients[i];
-  int32_t target[kPitchSubframe];
-  predict_pitch(pitch, state, n, target);
-  make_target(frame->weighted_speech + i * kPitchSubframe + j * n, coefficients, state, n, target);
-  const codebook_choice choice =
-      frame->rate == KELP_RATE_FULL
-          ? search_codebook(*frame->kernels, *filtered, target)
-          : search_long_codebook(*frame->kernels, h, kelp_tbl_cb_half, target, filtered);
-
+// Quantizes a choice for codebook subframe j of pitch subframe i, the k-th of the frame.
+codebook_record quantize_choice(const codebook_choice &choice, encoder_frame *frame,
+                                encoder_state *state, int j, int k) {
   codebook_record record = {};
   codebook_codes codes = {};
   record.gain_q16 = choice.gain_q16;
   record.index = choice.index;
   kelpe_q_cb_gain(frame->rate, &record.gain_q16, &codes.gain, &codes.sign, j, &state->gains);
   codes.index = kelpe_q_cb_idx(choice.index);
-  kelpe_pack_cb(frame->rate, codes, &frame->codes, i * (kPitchSubframe / n) + j);
-
-  kelpe_cmn_dec(frame->rate, state, coefficients, pitch, &record, nullptr, synthesis_mode::analysis,
-                n, 1);
+  kelpe_pack_cb(frame->rate, codes, &frame->codes, k);
   state->previous_gain_q16 = std::abs(record.gain_q16);
+  return record;
 }
 
-[[gnu::noinline]] void encode_codebooks(encoder_frame *frame, encoder_state *state,
-                                        const pitch_parameters &pitch, int i,
-                                        const int32_t h[kImpulseResponse]) {
-  const int count = kelp_tbl_cb_sf[frame->rate] / kelp_tbl_pitch_sf[frame->rate];
-  filtered_codebook filtered;
-  filtered.inverse = frame->codebook_inverse;
-  if (frame->rate == KELP_RATE_FULL) {
-    frame->kernels->filter_codebook(kelp_tbl_cb, h, 0, &filtered);
+// Half rate: one codebook subframe, as long as the pitch subframe.
+[[gnu::noinline]] void encode_long_codebook(encoder_frame *frame, encoder_state *state,
+                                            const pitch_parameters &pitch, int i,
+                                            const int32_t h[kImpulseResponse]) {
+  const subframe_coefficients &coefficients = frame->coefficients[i];
+  int32_t target[kPitchSubframe];
+  predict_pitch(pitch, state, kPitchSubframe, target);
+  make_target(frame->weighted_speech + i * kPitchSubframe, coefficients, state, kPitchSubframe,
+              target);
+  filtered_codebook filtered(&frame->candidates);
+  const codebook_choice choice =
+      frame->kernels->frame->search_long_codebook(kelp_tbl_cb_half, h, target, &filtered);
+  codebook_record record = quantize_choice(choice, frame, state, 0, i);
+  kelpe_cmn_dec(frame->rate, state, coefficients, pitch, &record, nullptr, synthesis_mode::analysis,
+                kPitchSubframe, 1);
+}
+
+// The weighted filter over ten samples from rest; `x` holds what its memory adds.
+void run_from_rest(const int32_t x[kRing], const int32_t *a, int32_t y[kRing]) {
+#pragma GCC unroll 10
+  for (int k = 0; k < kRing; k++) {
+    int64_t sum = x[k];
+#pragma GCC unroll 10
+    for (int i = k; i > 0; i--) sum += product(y[k - i], a[i - 1]) >> 14;  // the newest one last
+    y[k] = low32(sum);
   }
-  for (int j = 0; j < count; j++) {
-    encode_codebook(frame, state, pitch, i, j, kPitchSubframe / count, h, &filtered);
+}
+
+// Full rate: four codebook subframes, each as long as the weighted filter's memory. Neither what
+// that adds nor the pitch filter's contribution, whose lag is longer, depends on the choice: they
+// serve the target and, once the choice is made, the filters' next memories.
+[[gnu::noinline]] void encode_short_codebooks(encoder_frame *frame, encoder_state *state,
+                                              const pitch_parameters &pitch, int i,
+                                              const int32_t h[kImpulseResponse]) {
+  static_assert(filtered_codebook::kSamples == kRing);
+  const encoder_kernels &kernels = *frame->kernels;
+  const int32_t *const w = frame->weighted_speech + i * kPitchSubframe;
+  pitch_filter &long_term = state->local_decoder.pitch;
+  filtered_codebook filtered(&frame->candidates);
+  kernels.subframe->filter_codebook(kelp_tbl_cb, h, &filtered);
+  int32_t a[kPaddedTaps] = {};
+  std::copy_n(frame->coefficients[i].weighted, kLpcOrder, a);
+
+  for (int j = 0; j < kPitchSubframe / kRing; j++) {
+    int32_t predicted[kRing];
+    predict_pitch(pitch, state, kRing, predicted);
+    int32_t ringing[kPaddedTaps];
+    kernels.subframe->ring(state->weighted_synthesis, a, ringing);
+
+    int32_t input[kRing];
+    int32_t target[kRing];
+    for (int k = 0; k < kRing; k++) input[k] = wrap_add(predicted[k], ringing[k]);
+    run_from_rest(input, a, target);
+    for (int k = 0; k < kRing; k++) {
+      target[k] = wrap_sub(wrap_shl(w[j * kRing + k], 14), target[k]);
+    }
+    const codebook_choice choice = kernels.subframe->search_codebook(kelp_tbl_cb, filtered, target);
+    const codebook_record record =
+        quantize_choice(choice, frame, state, j, i * (kPitchSubframe / kRing) + j);
+
+    std::copy(long_term.history + kRing, long_term.history + kPitchHistory, long_term.history);
+    int32_t *const excitation = long_term.history + kPitchHistory - kRing;
+    state->local_decoder.kernels->codebook(kelp_tbl_cb, record.index, record.gain_q16, kRing,
+                                           excitation);
+    for (int k = 0; k < kRing; k++) excitation[k] = wrap_add(excitation[k], predicted[k]);
+    for (int k = 0; k < kRing; k++) input[k] = wrap_add(excitation[k], ringing[k]);
+    run_from_rest(input, a, state->weighted_synthesis);
   }
+  long_term.lag = pitch.lag;
+  long_term.fraction = pitch.fraction;
+  long_term.gain_q3 = pitch.gain_q3;
 }
 
 void encode_speech(encoder_frame *frame, encoder_state *state) {
@@ -88,7 +135,11 @@ void encode_speech(encoder_frame *frame, encoder_state *state) {
     int32_t h[kImpulseResponse];
     impulse_response(*state->local_decoder.kernels, frame->coefficients[i], h);
     const pitch_parameters pitch = encode_pitch(frame, state, i, h);
-    encode_codebooks(frame, state, pitch, i, h);
+    if (frame->rate == KELP_RATE_FULL) {
+      encode_short_codebooks(frame, state, pitch, i, h);
+    } else {
+      encode_long_codebook(frame, state, pitch, i, h);
+    }
   }
   state->eighth_rate_run = 0;
 }

@@ -40,15 +40,6 @@ pitch_candidate search_pitch(const encoder_kernels &kernels, const int32_t targe
 // Optimal pitch gain of a candidate, Q14.
 int32_t pitch_gain_q14(const pitch_candidate &candidate);
 
-// The stretch of the circular codebook (and its gain) that matches the target best: of ten samples,
-// from a codebook that is filtered already; of forty, which nothing else shares.
-codebook_choice search_codebook(const encoder_kernels &kernels, const filtered_codebook &filtered,
-                                const int32_t target[filtered_codebook::kSamples]);
-codebook_choice search_long_codebook(const encoder_kernels &kernels, const int32_t *h,
-                                     const int16_t codebook[kCodebook],
-                                     const int32_t target[kPitchSubframe],
-                                     filtered_codebook *filtered);
-
 // The local decoder: as kelpd_cmn_dec, with the encoder's roundings.
 enum class synthesis_mode {
   analysis,  // long-term synthesis and the weighted filter only, for the search

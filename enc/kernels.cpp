@@ -5,22 +5,23 @@
 
 namespace kelp {
 
-extern const encoder_kernels kAvx2Kernels;
-extern const encoder_kernels kAvx512Kernels;
-extern const encoder_kernels kNeonKernels;
+const encoder_kernels kPlainKernels = {&kPlainSubframeKernels, &kPlainFrameKernels};
 
-const encoder_kernels &encoder_kernels_for(instruction_set set) {
-  static_cast<void>(set);
+const encoder_kernels &encoder_kernels_for([[maybe_unused]] instruction_set set) {
 #if defined(KELP_PLAIN_KERNELS)
   return kPlainKernels;
 #elif defined(__x86_64__)
+  // What runs once a frame gains nothing from the wider registers.
+  static const encoder_kernels avx512 = {&kAvx512SubframeKernels, &kAvx2FrameKernels};
+  static const encoder_kernels avx2 = {&kAvx2SubframeKernels, &kAvx2FrameKernels};
   switch (set) {
-    case instruction_set::avx512: return kAvx512Kernels;
-    case instruction_set::avx2: return kAvx2Kernels;
+    case instruction_set::avx512: return avx512;
+    case instruction_set::avx2: return avx2;
     default: return kPlainKernels;
   }
 #elif defined(__aarch64__)
-  return kNeonKernels;
+  static const encoder_kernels neon = {&kNeonSubframeKernels, &kNeonFrameKernels};
+  return neon;
 #else
   return kPlainKernels;
 #endif

@@ -30,61 +30,96 @@ inline constexpr int kDecimated = KELP_FRAME_SAMPLES / 2;
 inline constexpr int kFirstPeriod = 10;  // of the decimated residual, in its samples
 inline constexpr int kPeriods = 50;
 
-// Correlation with the target and energy of the past excitation, filtered, at lags kFirstLag ..
-// kLastLag.
+inline constexpr int kPitchPadding = 48;  // words behind the past excitation
+
+// Correlation with the target and energy of the past excitation, filtered, by lag - kFirstLag.
 struct lag_scores {
   int64_t exy[kLags];
   int32_t eyy[kLags];
 };
 
-// Ten samples of each of a codebook's 128 candidates, as the weighted synthesis filter leaves them.
-// They serve every codebook subframe that has the same filter. Candidates stand in reverse, as
-// their samples do in the codebook: number i at place -i & 127.
-struct filtered_codebook {
+// A codebook's 128 candidates as the weighted synthesis filter leaves them, ten samples of each. At
+// full rate they serve the four codebook subframes that have the same filter. Candidates stand in
+// reverse, as their samples do in the codebook: number i at place -i & 127.
+struct alignas(64) filtered_codebook {
   static constexpr int kSamples = 10;
-  int32_t y[kSamples][kCodebook];
-  int32_t energy[kCodebook];  // sum of y * y >> 14, in 32-bit words
-  float *inverse;             // 1 / energy, about; kept elsewhere to spare the stack
+  static constexpr int kResponseZeros = kPitchSubframe;
+  union numbers_of_candidates {
+    int32_t energy[kCodebook];  // plain: sum of y * y >> 14, in 32-bit words
+    float inverse[kCodebook];   // kernels: 1 / energy, or more
+  };
+
+  explicit filtered_codebook(numbers_of_candidates *kept) : shared(kept) {}
+
+  union {
+    int32_t exact[kSamples][kCodebook];  // plain
+    float about[kSamples][kCodebook];    // kernels
+  };
+  numbers_of_candidates *shared;  // kept elsewhere to spare the stack
+  // For the kernels: the impulse response among zeros, what a sample may be off by, and what
+  // truncation may add to what a candidate gains.
+  int32_t response[kResponseZeros + kImpulseResponse + 36];
+  float off;
+  float slack;
 };
 
-// The most that a lag can explain of the target, about: no less than it does, with a tolerance of
-// one in 2^18. Beside it the same of the half lag above it.
+// Lags that may be chosen, among others, in whole vectors of up to 16 words.
+inline constexpr int kPickedLags = (kMaxLag - kFirstLag + 16) / 16 * 16;
+
+// The most that a lag can explain of the target (see search_pitch), and the half lag above it, by
+// lag - kFirstLag.
 struct lag_bounds {
-  float whole[kLags];
-  float half[kLags];
+  static constexpr int kEstimates = 176;  // what they are made from needs more room
+  float whole[kEstimates];
+  float half[kEstimates];
+  int likeliest;  // the whole lag whose bound is largest, or kNoLag: no bounds, words may wrap
 };
+inline constexpr int kNoLag = -1;
+
+// Ten numbers of each LSP, the LSPs side by side.
+inline constexpr int kLspColumns = 16;  // of which ten are used
+struct lsp_columns {
+  int32_t row[10][kLspColumns] = {};
+};
+
+inline constexpr int kRing = 10;        // outputs that a tenth-order filter's memory reaches
+inline constexpr int kPaddedTaps = 26;  // whole vectors from any tap on
 
 struct codebook_choice {
   int32_t gain_q16;  // optimal, not quantized
   int32_t index;     // 0 .. 127
 };
 
-struct encoder_kernels {
-  // Scores of every lag.
+// What runs for every subframe of speech.
+struct subframe_kernels {
+  // Scores of the lags first .. last, from kFirstLag to kLastLag.
   //   target   40 samples
   //   h        impulse response, Q14, h[0] = 16384
-  //   past     the end of the past excitation, of which kLastLag samples are read
-  void (*correlate_lags)(const int32_t *target, const int32_t *h, const int32_t *past,
-                         lag_scores *scores);
+  //   past     the end of the past excitation, of which kLastLag samples are read, then
+  //            kPitchPadding zeros
+  void (*score_lags)(const int32_t *target, const int32_t *h, const int32_t *past, int first,
+                     int last, lag_scores *scores);
 
-  // Bounds for the lags kMinLag .. kMaxLag, by their places in `scores`; infinite ones rule nothing
-  // out.
-  void (*bound_lags)(const lag_scores &scores, lag_bounds *bounds);
+  // Bounds of all lags' worth, of which few are then scored.
+  void (*bound_lags)(const int32_t *target, const int32_t *h, const int32_t *past,
+                     lag_bounds *bounds);
 
-  // The row of least distortion of a split LSP codebook, the first of those; see
-  // split_distortion.
-  uint32_t (*search_split)(const kelp_lsp_pair *codebook, int size, int32_t step1, int32_t step2,
-                           int64_t weight1, int64_t weight2);
+  // The filtered candidates of a codebook.
+  void (*filter_codebook)(const int16_t *codebook, const int32_t *h, filtered_codebook *filtered);
 
-  // Samples first .. first + 9 of the filtered candidates, `first` being 0, or the next ten after
-  // those in *filtered, to whose energies theirs are added.
-  void (*filter_codebook)(const int16_t *codebook, const int32_t *h, int first,
-                          filtered_codebook *filtered);
+  // The candidate that matches a target of ten samples best (the lowest number of those), and its
+  // gain.
+  codebook_choice (*search_codebook)(const int16_t *codebook, const filtered_codebook &filtered,
+                                     const int32_t *target);
 
-  // Adds the sums of y * target >> 14, in 32-bit words, of each candidate to exy.
-  void (*correlate_codebook)(const filtered_codebook &filtered, const int32_t *target,
-                             int32_t *exy);
+  // What the memory of an all-pole filter, its last ten outputs, adds to its next ten.
+  //   a   Q14, ten taps and then zeros, kPaddedTaps words
+  //   y   room for kPaddedTaps words
+  void (*ring)(const int32_t *memory, const int32_t *a, int32_t *y);
+};
 
+// What runs about once a frame.
+struct frame_kernels {
   // Sums of x[n] * x[n + lag] in 32-bit words. The 160 samples are followed by 16 zeros.
   void (*autocorrelate)(const int16_t *x, int32_t sums[kAutocorrelations]);
 
@@ -102,8 +137,25 @@ struct encoder_kernels {
   // before x.
   void (*correlate_periods)(const int32_t *x, int32_t sums[kPeriods]);
 
-  // The candidate of least error (the lowest number of those) and its gain.
-  codebook_choice (*choose_candidate)(const filtered_codebook &filtered, const int32_t *exy);
+  // Of each column, the sums of row[n] * row[n + k], wrapping in 64 bits, for k = 0 .. 9.
+  void (*correlate_columns)(const lsp_columns &g, int64_t sums[10][kLspColumns]);
+
+  // The row of least distortion of a split LSP codebook, the first of those; see
+  // split_distortion.
+  uint32_t (*search_split)(const kelp_lsp_pair *codebook, int size, int32_t step1, int32_t step2,
+                           int64_t weight1, int64_t weight2);
+
+  // Marks the lags of which a bound is no lower than the bar.
+  void (*pick_lags)(const lag_bounds &bounds, float bar, uint8_t worthy[kPickedLags]);
+
+  // As search_codebook for a target of forty samples, with its own filter; *filtered is room.
+  codebook_choice (*search_long_codebook)(const int16_t *codebook, const int32_t *h,
+                                          const int32_t *target, filtered_codebook *filtered);
+};
+
+struct encoder_kernels {
+  const subframe_kernels *subframe;
+  const frame_kernels *frame;
 };
 
 // Optimal gain and error of a candidate.
@@ -122,6 +174,9 @@ int64_t split_distortion(const kelp_lsp_pair &row, int32_t step1, int32_t step2,
 // The fastest one for these instructions.
 const encoder_kernels &encoder_kernels_for(instruction_set set);
 
+extern const subframe_kernels kPlainSubframeKernels, kAvx2SubframeKernels, kAvx512SubframeKernels,
+    kNeonSubframeKernels;
+extern const frame_kernels kPlainFrameKernels, kAvx2FrameKernels, kNeonFrameKernels;
 extern const encoder_kernels kPlainKernels;
 
 }  // namespace kelp

@@ -3,13 +3,16 @@
 
 #include "common/lanes_avx2.inc"
 #include "enc/analysis_lanes.inc"
-#include "enc/search_lanes.inc"
+#include "enc/codebook_lanes.inc"
+#include "enc/frame_lanes.inc"
+#include "enc/pitch_lanes.inc"
 
 namespace kelp {
 
-extern const encoder_kernels kAvx2Kernels;
-const encoder_kernels kAvx2Kernels = {
-    correlate_lags, bound_lags,    search_split, filter_codebook,   correlate_codebook,
-    autocorrelate,  evaluate_grid, decimate,     correlate_periods, choose_candidate};
+const subframe_kernels kAvx2SubframeKernels = {score_lags, bound_lags, filter_codebook,
+                                               search_codebook, ring};
+const frame_kernels kAvx2FrameKernels = {autocorrelate,     evaluate_grid,       decimate,
+                                         correlate_periods, correlate_columns,   search_split,
+                                         pick_lags,         search_long_codebook};
 
 }  // namespace kelp

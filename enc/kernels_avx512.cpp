@@ -2,14 +2,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "common/lanes_avx512.inc"
-#include "enc/analysis_lanes.inc"
-#include "enc/search_lanes.inc"
+#include "enc/codebook_lanes.inc"
+#include "enc/pitch_lanes.inc"
 
 namespace kelp {
 
-extern const encoder_kernels kAvx512Kernels;
-const encoder_kernels kAvx512Kernels = {
-    correlate_lags, bound_lags,    search_split, filter_codebook,   correlate_codebook,
-    autocorrelate,  evaluate_grid, decimate,     correlate_periods, choose_candidate};
+const subframe_kernels kAvx512SubframeKernels = {score_lags, bound_lags, filter_codebook,
+                                                 search_codebook, ring};
 
 }  // namespace kelp

@@ -3,13 +3,16 @@
 
 #include "common/lanes_neon.inc"
 #include "enc/analysis_lanes.inc"
-#include "enc/search_lanes.inc"
+#include "enc/codebook_lanes.inc"
+#include "enc/frame_lanes.inc"
+#include "enc/pitch_lanes.inc"
 
 namespace kelp {
 
-extern const encoder_kernels kNeonKernels;
-const encoder_kernels kNeonKernels = {
-    correlate_lags, bound_lags,    search_split, filter_codebook,   correlate_codebook,
-    autocorrelate,  evaluate_grid, decimate,     correlate_periods, choose_candidate};
+const subframe_kernels kNeonSubframeKernels = {score_lags, bound_lags, filter_codebook,
+                                               search_codebook, ring};
+const frame_kernels kNeonFrameKernels = {autocorrelate,     evaluate_grid,       decimate,
+                                         correlate_periods, correlate_columns,   search_split,
+                                         pick_lags,         search_long_codebook};
 
 }  // namespace kelp

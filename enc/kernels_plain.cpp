@@ -39,20 +39,44 @@ void score_lag(const int32_t *target, const int32_t *y, int lag, int64_t *exy, i
 
 // Each lag's filtered excitation is the one before, a sample later, with one more sample's
 // response.
-void correlate_lags(const int32_t *target, const int32_t *h, const int32_t *past,
-                    lag_scores *scores) {
+void score_lags(const int32_t *target, const int32_t *h, const int32_t *past, int first, int last,
+                lag_scores *scores) {
   int32_t y[kPitchSubframe] = {};
-  for (int lag = 1; lag <= kLastLag; lag++) {
+  for (int lag = 1; lag <= last; lag++) {
     shift_in(y, past[-lag], h, kPitchSubframe);
-    if (lag < kFirstLag) continue;
+    if (lag < first) continue;
     const int i = lag - kFirstLag;
     score_lag(target, y, lag, &scores->exy[i], &scores->eyy[i]);
   }
 }
 
-void bound_lags(const lag_scores & /*scores*/, lag_bounds *bounds) {
-  std::fill_n(bounds->whole, kLags, std::numeric_limits<float>::infinity());
-  std::fill_n(bounds->half, kLags, std::numeric_limits<float>::infinity());
+void bound_lags(const int32_t * /*target*/, const int32_t * /*h*/, const int32_t * /*past*/,
+                lag_bounds *bounds) {
+  bounds->likeliest = kNoLag;
+}
+
+void pick_lags(const lag_bounds & /*bounds*/, float /*bar*/, uint8_t worthy[kPickedLags]) {
+  std::fill_n(worthy, kPickedLags, uint8_t{1});
+}
+
+void ring(const int32_t *memory, const int32_t *a, int32_t *y) {
+  for (int k = 0; k < kRing; k++) {
+    y[k] = 0;
+    for (int i = k; i < kRing; i++) {
+      y[k] = wrap_add(y[k], low32(product(memory[kRing + k - 1 - i], a[i]) >> 14));
+    }
+  }
+}
+
+void correlate_columns(const lsp_columns &g, int64_t sums[10][kLspColumns]) {
+  for (int k = 0; k < 10; k++) {
+    for (int i = 0; i < kLspColumns; i++) {
+      sums[k][i] = 0;
+      for (int n = 0; n + k < 10; n++) {
+        sums[k][i] = wrap_add64(sums[k][i], product(g.row[n][i], g.row[n + k][i]));
+      }
+    }
+  }
 }
 
 uint32_t search_split(const kelp_lsp_pair *codebook, int size, int32_t step1, int32_t step2,
@@ -69,44 +93,65 @@ uint32_t search_split(const kelp_lsp_pair *codebook, int size, int32_t step1, in
   return best_index;
 }
 
-// Sample k of a candidate is sample k - 1 of the next but for the response to its own first one.
-void filter_codebook(const int16_t *codebook, const int32_t *h, int first,
-                     filtered_codebook *filtered) {
-  if (first == 0) std::fill_n(filtered->energy, kCodebook, 0);
-  for (int r = 0; r < filtered_codebook::kSamples; r++) {
-    const int k = first + r;
-    int32_t row[kCodebook];
-    for (int i = 0; i < kCodebook; i++) {
-      const int32_t before = k == 0 ? 0 : filtered->y[(r + 9) % 10][(i + 1) % kCodebook];
-      const int32_t sample = 2 * codebook[i];  // Q14
-      const int32_t response = k < kImpulseResponse ? low32(product(sample, h[k]) >> 14) : 0;
-      row[i] = wrap_add(before, response);
-      filtered->energy[i] = wrap_add(filtered->energy[i], low32(product(row[i], row[i]) >> 14));
-    }
-    std::copy_n(row, kCodebook, filtered->y[r]);
+// Sample k of each candidate into *row, from sample k - 1 of each, of which it is the next one's
+// but for the response to its own first sample. Their energies grow by it.
+void filter_sample(const int16_t *codebook, const int32_t *h, int k, const int32_t *before,
+                   int32_t *row, int32_t *energy) {
+  for (int i = 0; i < kCodebook; i++) {
+    const int32_t moved = k == 0 ? 0 : before[(i + 1) % kCodebook];
+    const int32_t sample = 2 * codebook[i];  // Q14
+    const int32_t response = k < kImpulseResponse ? low32(product(sample, h[k]) >> 14) : 0;
+    row[i] = wrap_add(moved, response);
+    energy[i] = wrap_add(k == 0 ? 0 : energy[i], low32(product(row[i], row[i]) >> 14));
   }
 }
 
-void correlate_codebook(const filtered_codebook &filtered, const int32_t *target, int32_t *exy) {
+void filter_codebook(const int16_t *codebook, const int32_t *h, filtered_codebook *filtered) {
+  const int32_t *before = nullptr;
   for (int k = 0; k < filtered_codebook::kSamples; k++) {
-    for (int i = 0; i < kCodebook; i++) {
-      exy[i] = wrap_add(exy[i], low32(product(filtered.y[k][i], target[k]) >> 14));
-    }
+    filter_sample(codebook, h, k, before, filtered->exact[k], filtered->shared->energy);
+    before = filtered->exact[k];
   }
 }
 
-codebook_choice choose_candidate(const filtered_codebook &filtered, const int32_t *exy) {
+void correlate(const int32_t *row, int32_t target, int32_t exy[kCodebook]) {
+  for (int i = 0; i < kCodebook; i++) {
+    exy[i] = wrap_add(exy[i], low32(product(row[i], target) >> 14));
+  }
+}
+
+codebook_choice choose_candidate(const int32_t *energy, const int32_t *exy) {
   codebook_choice best = {};
   int64_t best_error = kLargestError;
   for (int i = 0; i < kCodebook; i++) {
     const int place = -i & (kCodebook - 1);
-    const candidate_score current = score_candidate(exy[place], filtered.energy[place]);
+    const candidate_score current = score_candidate(exy[place], energy[place]);
     if (current.error < best_error) {
       best_error = current.error;
       best = {current.gain_q16, i};
     }
   }
   return best;
+}
+
+codebook_choice search_codebook(const int16_t * /*codebook*/, const filtered_codebook &filtered,
+                                const int32_t *target) {
+  int32_t exy[kCodebook] = {};
+  for (int k = 0; k < filtered_codebook::kSamples; k++) {
+    correlate(filtered.exact[k], target[k], exy);
+  }
+  return choose_candidate(filtered.shared->energy, exy);
+}
+
+codebook_choice search_long_codebook(const int16_t *codebook, const int32_t *h,
+                                     const int32_t *target, filtered_codebook *filtered) {
+  int32_t exy[kCodebook] = {};
+  for (int k = 0; k < kPitchSubframe; k++) {
+    int32_t *const row = filtered->exact[k % 2];
+    filter_sample(codebook, h, k, filtered->exact[1 - k % 2], row, filtered->shared->energy);
+    correlate(row, target[k], exy);
+  }
+  return choose_candidate(filtered->shared->energy, exy);
 }
 
 void autocorrelate(const int16_t *x, int32_t sums[kAutocorrelations]) {
@@ -160,8 +205,10 @@ candidate_score score_candidate(int32_t exy, int32_t eyy) {
   return {gain, wrap_sub64(energy_term, product(exy, gain) >> 15)};
 }
 
-const encoder_kernels kPlainKernels = {
-    correlate_lags, bound_lags,    search_split, filter_codebook,   correlate_codebook,
-    autocorrelate,  evaluate_grid, decimate,     correlate_periods, choose_candidate};
+const subframe_kernels kPlainSubframeKernels = {score_lags, bound_lags, filter_codebook,
+                                                search_codebook, ring};
+const frame_kernels kPlainFrameKernels = {autocorrelate,     evaluate_grid,       decimate,
+                                          correlate_periods, correlate_columns,   search_split,
+                                          pick_lags,         search_long_codebook};
 
 }  // namespace kelp

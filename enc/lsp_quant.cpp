@@ -17,8 +17,8 @@ int32_t mul_q24(int32_t a, int32_t b) {
 }
 
 // How the prediction filter's impulse response moves with LSP i: ten taps, symmetric for a root of
-// the sum polynomial (even i), antisymmetric for one of the difference polynomial.
-void sensitivity(const int16_t *a, int32_t lsp, int i, int32_t g[kLpcOrder]) {
+// the sum polynomial (even i), antisymmetric for one of the difference polynomial. Into column i.
+void sensitivity(const int16_t *a, int32_t lsp, int i, lsp_columns *g) {
   const int32_t two_cos = 2 * tbl_cosine_data[lsp >> 2];
   const int64_t pi_sin = tbl_sine_data[lsp >> 2] * kPi_q24;  // Q48
   const bool sum = i % 2 == 0;
@@ -34,10 +34,10 @@ void sensitivity(const int16_t *a, int32_t lsp, int i, int32_t g[kLpcOrder]) {
   b[3] = wrap_add(wrap_sub(e[3], b[1]), mul_q24(b[2], two_cos));
   b[4] = wrap_add(wrap_sub(e[4], b[2]), mul_q24(b[3], two_cos));
 
-  g[0] = low32(pi_sin >> 38);
+  g->row[0][i] = low32(pi_sin >> 38);
   const int32_t pi_sin_q24 = low32(pi_sin >> 24);
-  for (int k = 1; k <= 4; k++) g[k] = mul_q24(b[k], pi_sin_q24);
-  for (int k = 0; k < 5; k++) g[9 - k] = sum ? g[k] : wrap_neg(g[k]);
+  for (int k = 1; k <= 4; k++) g->row[k][i] = mul_q24(b[k], pi_sin_q24);
+  for (int k = 0; k < 5; k++) g->row[9 - k][i] = sum ? g->row[k][i] : wrap_neg(g->row[k][i]);
 }
 
 // Full and half rate.
@@ -76,18 +76,15 @@ void quantize_bits(encoder_frame *frame, encoder_state *state) {
 }  // namespace
 
 void lsp_weights(const encoder_frame &frame, int64_t weight[kLpcOrder]) {
+  lsp_columns g;
+  for (int i = 0; i < kLpcOrder; i++) sensitivity(frame.lpc_q10, frame.lsp[i], i, &g);
+  int64_t correlation[kLpcOrder][kLspColumns];
+  frame.kernels->frame->correlate_columns(g, correlation);
   for (int i = 0; i < kLpcOrder; i++) {
-    int32_t g[kLpcOrder];
-    sensitivity(frame.lpc_q10, frame.lsp[i], i, g);
-    int64_t sum = 0;
-    for (int k = 0; k < kLpcOrder; k++) {
-      int64_t correlation = 0;
-      for (int n = 0; n + k < kLpcOrder; n++) {
-        correlation = wrap_add64(correlation, product(g[n], g[n + k]));
-      }
-      // Lag 0 counts once, the others twice.
-      sum =
-          wrap_add64(sum, wrap_mul64(frame.autocorrelation[k], correlation) >> (k == 0 ? 20 : 19));
+    // Lag 0 counts once, the others twice.
+    int64_t sum = wrap_mul64(frame.autocorrelation[0], correlation[0][i]) >> 20;
+    for (int k = 1; k < kLpcOrder; k++) {
+      sum = wrap_add64(sum, wrap_mul64(frame.autocorrelation[k], correlation[k][i]) >> 19);
     }
     weight[i] = sum;
   }
@@ -101,8 +98,8 @@ void search_lsp_codebooks(const encoder_kernels &kernels,
   for (int m = 0; m < kLspSplits; m++) {
     const int first = 2 * m;
     const int second = first + 1;
-    index[m] = kernels.search_split(codebooks[m], kLspSplitSize[m], lsp[first] - below,
-                                    lsp[second] - lsp[first], weight[first], weight[second]);
+    index[m] = kernels.frame->search_split(codebooks[m], kLspSplitSize[m], lsp[first] - below,
+                                           lsp[second] - lsp[first], weight[first], weight[second]);
     const kelp_lsp_pair &step = codebooks[m][index[m]];
     quantized[first] = below += step.first;
     quantized[second] = below += step.second;

@@ -56,13 +56,12 @@ uint16_t rsearch(const int32_t polynomial[6], uint16_t a, uint16_t b, int32_t fa
     }
     const int32_t fm = lspdct(polynomial, mid);
     if (fm == 0) return mid;
-    if (product(fm, fa) < 0) {
-      b = mid;
-      fb = fm;
-    } else {
-      a = mid;
-      fa = fm;
-    }
+    // Masks, not branches: nothing foretells which half it is.
+    const int32_t left = (fm ^ fa) >> 31;
+    b = static_cast<uint16_t>((mid & left) | (b & ~left));
+    fb = (fm & left) | (fb & ~left);
+    a = static_cast<uint16_t>((a & left) | (mid & ~left));
+    fa = (fa & left) | (fm & ~left);
   }
   return a;
 }
@@ -76,7 +75,7 @@ bool find_lsps(const encoder_kernels &kernels, const int16_t lpc_q10[kLpcOrder],
   uint16_t bracket[6];  // the five roots of P, and the end of the last interval for Q
   int roots = 0;
   int32_t values[kGridPoints];
-  kernels.evaluate_grid(p, values);
+  kernels.frame->evaluate_grid(p, values);
   uint16_t left = 0;
   for (size_t i = 0; i < kLspGrid.size(); i++) {
     const uint16_t right = kLspGrid[i];

@@ -4,6 +4,7 @@
 // Pitch search: every integer lag by a fine error, then every lag and half lag by a coarse one.
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 #include "common/wrapping.h"
@@ -79,35 +80,106 @@ int64_t far_tap(int64_t exy) {
   return wrap_mul64(exy, -521384) >> 10;
 }
 
+// Scores of lags, formed when they are needed, by lag - kFirstLag.
+class lag_scorer {
+ public:
+  // cppcheck-suppress uninitMemberVar ; known_ tells which scores there are
+  lag_scorer(const encoder_kernels &kernels, const int32_t *target, const int32_t *h,
+             const int32_t *past)
+      : kernels_(kernels), target_(target), h_(h), past_(past) {}
+
+  [[gnu::noinline]] void need(int first, int last) {
+    while (first <= last && known(first)) first++;
+    while (first <= last && known(last)) last--;
+    if (first > last) return;
+    kernels_.subframe->score_lags(target_, h_, past_, first + kFirstLag, last + kFirstLag,
+                                  &scores_);
+    for (int i = first; i <= last; i++) known_[i / 64] |= uint64_t{1} << (i % 64);
+  }
+
+  [[nodiscard]] pitch_candidate whole(int i) const {
+    return {i + kFirstLag, 0, scores_.exy[i], scores_.eyy[i]};
+  }
+  // Half a sample after lag i.
+  [[nodiscard]] pitch_candidate half(int i) const {
+    const int64_t *const exy = scores_.exy;
+    const int32_t *const eyy = scores_.eyy;
+    const int64_t half_exy =
+        (near_tap(exy[i]) + near_tap(exy[i + 1]) + far_tap(exy[i - 1]) + far_tap(exy[i + 2])) >> 14;
+    const auto half_eyy = static_cast<int32_t>((int64_t{eyy[i]} + eyy[i + 1]) >> 1);
+    return {i + kFirstLag, 2, half_exy, half_eyy};
+  }
+
+ private:
+  [[nodiscard]] bool known(int i) const { return (known_[i / 64] >> (i % 64) & 1) != 0; }
+
+  const encoder_kernels &kernels_;
+  const int32_t *target_, *h_, *past_;
+  uint64_t known_[(kLags + 63) / 64] = {};  // a bit a lag
+  lag_scores scores_;
+};
+
+void rule_nothing_out(lag_bounds *bounds) {
+  std::fill_n(bounds->whole, kPickedLags, std::numeric_limits<float>::infinity());
+  std::fill_n(bounds->half, kPickedLags, std::numeric_limits<float>::infinity());
+}
+
+// Calls consider(lag - kFirstLag) for the lags that are marked.
+template <typename Function>
+void for_each_worthy(const uint8_t worthy[kPickedLags], int first, int last,
+                     const Function &consider) {
+  for (int block = 0; block < kPickedLags; block += 8) {
+    uint64_t any = 0;
+    std::memcpy(&any, worthy + block, sizeof any);
+    if (any == 0) continue;
+    for (int i = std::max(block, first - kFirstLag); i <= std::min(block + 7, last - kFirstLag);
+         i++) {
+      if (worthy[i] != 0) consider(i);
+    }
+  }
+}
+
 }  // namespace
 
 pitch_candidate search_pitch(const encoder_kernels &kernels, const int32_t target[kPitchSubframe],
                              const int32_t h[kImpulseResponse], const int32_t *history) {
-  lag_scores scores;
-  kernels.correlate_lags(target, h, history + kPitchHistory, &scores);
-  const int64_t *const exy = scores.exy;
-  const int32_t *const eyy = scores.eyy;
+  int32_t past[kLastLag + kPitchPadding] = {};
+  std::copy_n(history + kPitchHistory - kLastLag, kLastLag, past);
   const int32_t ex = low32(energy(target, kPitchSubframe) >> 28);
-  search_state state(ex);
   lag_bounds bounds;
-  kernels.bound_lags(scores, &bounds);
+  kernels.subframe->bound_lags(target, h, past + kLastLag, &bounds);
+  lag_scorer scorer(kernels, target, h, past + kLastLag);
+  search_state state(ex);
+  float hopeless = state.hopeless;
+  if (bounds.likeliest == kNoLag) {
+    scorer.need(0, kLags - 1);
+    rule_nothing_out(&bounds);
+  } else {
+    // What this lag explains rules out nearly all others. Its neighbours are scored with it, for
+    // the half lags on either side.
+    scorer.need(std::max(bounds.likeliest - 2, 0), std::min(bounds.likeliest + 2, kLags - 1));
+    search_state first(ex);
+    consider_finely(&first, scorer.whole(bounds.likeliest));
+    hopeless = first.hopeless;
+  }
+  uint8_t worthy[kPickedLags];
+  kernels.frame->pick_lags(bounds, hopeless, worthy);
 
-  for (int32_t lag = kMinLag; lag <= kMaxLag; lag++) {
-    const int i = lag - kFirstLag;
-    if (bounds.whole[i] >= state.hopeless) consider_finely(&state, {lag, 0, exy[i], eyy[i]});
-  }
+  for_each_worthy(worthy, kMinLag, kMaxLag, [&](int i) {
+    if (bounds.whole[i] < std::max(hopeless, state.hopeless)) return;
+    scorer.need(i, i);
+    consider_finely(&state, scorer.whole(i));
+  });
   // The best fine error stands against the coarse ones.
-  for (int32_t lag = kMinLag; lag <= kMaxLag; lag++) {
-    const int i = lag - kFirstLag;
+  for_each_worthy(worthy, kMinLag, kMaxLag, [&](int i) {
     if (bounds.whole[i] >= state.hopeless) {
-      consider_coarsely(&state, {lag, 0, exy[i], eyy[i]});
+      scorer.need(i, i);
+      consider_coarsely(&state, scorer.whole(i));
     }
-    if (lag > kMaxHalfLag || bounds.half[i] < state.hopeless) continue;
-    const int64_t half_exy =
-        (near_tap(exy[i]) + near_tap(exy[i + 1]) + far_tap(exy[i - 1]) + far_tap(exy[i + 2])) >> 14;
-    const auto half_eyy = static_cast<int32_t>((int64_t{eyy[i]} + eyy[i + 1]) >> 1);
-    consider_coarsely(&state, {lag, 2, half_exy, half_eyy});
-  }
+    if (i > kMaxHalfLag - kFirstLag || bounds.half[i] < state.hopeless) return;
+    scorer.need(i - 1, i + 2);
+    consider_coarsely(&state, scorer.half(i));
+  });
   if (state.best.eyy < 0) return {};
   return state.best;
 }

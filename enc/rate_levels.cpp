@@ -36,7 +36,7 @@ void decimate(const encoder_kernels &kernels, const int32_t *residual, rate_deci
 
   std::copy_n(d->decimated, kDecimatedHistory, x);
   int32_t *const filtered = x + kDecimatedHistory;
-  kernels.decimate(scratch, kRateLowpass_q24, filtered);
+  kernels.frame->decimate(scratch, kRateLowpass_q24, filtered);
   for (int n = 0; n < kDecimated; n++) filtered[n] >>= 14;
   std::copy_n(x + kDecimated, kDecimatedHistory, d->decimated);
 }
@@ -56,7 +56,7 @@ int32_t periodicity(const encoder_kernels &kernels, const int32_t *residual,
   int32_t best = 0;
   int best_lag = kFirstPeriod;
   int32_t sums[kPeriods];
-  kernels.correlate_periods(x, sums);
+  kernels.frame->correlate_periods(x, sums);
   for (int i = 0; i < kPeriods; i++) {
     if (sums[i] > best) {
       best = sums[i];

@@ -44,7 +44,7 @@ INSTANTIATE_TEST_SUITE_P(InstructionSets, Kernels,
                          testing::Values(instruction_set::baseline, instruction_set::avx2,
                                          instruction_set::avx512));
 
-TEST_P(Kernels, CorrelateLags) {
+TEST_P(Kernels, PitchSearch) {
   for (int round = 0; round < kRounds; round++) {
     numbers any(round);
     std::array<int32_t, kPitchSubframe> target;
@@ -56,11 +56,17 @@ TEST_P(Kernels, CorrelateLags) {
     h[0] = 16384;
     if (round % 5 == 0) std::fill_n(history.begin() + round % 100, 40, 0);
     lag_scores expected, scores;
-    kPlainKernels.correlate_lags(target.data(), h.data(), history.data() + kPitchHistory,
-                                 &expected);
-    fast.correlate_lags(target.data(), h.data(), history.data() + kPitchHistory, &scores);
-    ASSERT_TRUE(std::ranges::equal(scores.exy, expected.exy)) << round;
-    ASSERT_TRUE(std::ranges::equal(scores.eyy, expected.eyy)) << round;
+    std::vector<int32_t> padded(history.begin(), history.end());
+    padded.resize(kPitchHistory + kPitchPadding);
+    const int32_t *const past = padded.data() + kPitchHistory;
+    const int first = kFirstLag + round % 17 * 7;
+    const int last = round % 3 ? std::min(first + round % 19, kLastLag) : kLastLag;
+    kPlainKernels.subframe->score_lags(target.data(), h.data(), past, first, last, &expected);
+    fast.subframe->score_lags(target.data(), h.data(), past, first, last, &scores);
+    for (int i = first - kFirstLag; i <= last - kFirstLag; i++) {
+      ASSERT_EQ(scores.exy[i], expected.exy[i]) << round;
+      ASSERT_EQ(scores.eyy[i], expected.eyy[i]) << round;
+    }
     // Bounds rule out no lag that would be chosen.
     const auto plain = search_pitch(kPlainKernels, target.data(), h.data(), history.data());
     const auto quick = search_pitch(fast, target.data(), h.data(), history.data());
@@ -81,59 +87,40 @@ TEST_P(Kernels, SearchSplit) {
     if (round % 7 == 0) weight1 = (weight1 & kMax32) << (round % 32);
     if (round % 7 < 6) weight2 &= kMax32;
     const int32_t step1 = any.next() & 0x7FFF, step2 = any.next() & 0x7FFF;
-    ASSERT_EQ(fast.search_split(table, size, step1, step2, weight1, weight2),
-              kPlainKernels.search_split(table, size, step1, step2, weight1, weight2))
+    ASSERT_EQ(fast.frame->search_split(table, size, step1, step2, weight1, weight2),
+              kPlainKernels.frame->search_split(table, size, step1, step2, weight1, weight2))
         << round;
   }
 }
 
-TEST_P(Kernels, Codebook) {
-  for (int round = 0; round < kRounds; round++) {
-    numbers any(round);
+// Candidates that tie or nearly do, of hardly any energy or of too much, and of gains whose words
+// wrap, among others.
+TEST_P(Kernels, CodebookSearch) {
+  for (int round = 0; round < 20 * kRounds; round++) {
+    numbers any(round), other(round * 7 % 21);
     std::array<int32_t, kImpulseResponse> h;
     std::array<int32_t, kPitchSubframe> target;
     any.fill(&h);
-    any.fill(&target);
+    other.fill(&target);
+    for (int32_t &tap : h) tap >>= round % 18;
     h[0] = 16384;
-    const int16_t *const codebook = round % 3 ? kelp_tbl_cb : kelp_tbl_cb_half;
-    filtered_codebook expected, filtered;
-    float inverse[kCodebook];
-    filtered.inverse = inverse;
-    std::array<int32_t, kCodebook> expected_exy = {}, exy = {};
-    for (int first = 0; first < kPitchSubframe; first += filtered_codebook::kSamples) {
-      kPlainKernels.filter_codebook(codebook, h.data(), first, &expected);
-      fast.filter_codebook(codebook, h.data(), first, &filtered);
-      ASSERT_EQ(std::memcmp(filtered.y, expected.y, sizeof filtered.y), 0) << round;
-      ASSERT_TRUE(std::ranges::equal(filtered.energy, expected.energy)) << round;
-      kPlainKernels.correlate_codebook(expected, &target[static_cast<size_t>(first)],
-                                       expected_exy.data());
-      fast.correlate_codebook(filtered, &target[static_cast<size_t>(first)], exy.data());
-      ASSERT_EQ(exy, expected_exy) << round;
-      const codebook_choice choice = fast.choose_candidate(filtered, exy.data());
-      const codebook_choice wanted = kPlainKernels.choose_candidate(expected, exy.data());
-      ASSERT_TRUE(choice.index == wanted.index && choice.gain_q16 == wanted.gain_q16) << round;
-    }
-  }
-}
-
-// Candidates that tie or nearly do, without energy, or of gains whose words wrap.
-TEST_P(Kernels, ChooseCandidate) {
-  for (int round = 0; round < 10 * kRounds; round++) {
-    numbers any(round), few(round % 7);
-    filtered_codebook filtered;
-    float inverse[kCodebook];
-    filtered.inverse = inverse;
-    std::array<int32_t, kCodebook> exy;
-    for (size_t i = 0; i < kCodebook; i++) {
-      filtered.energy[i] = round % 2 ? any.next() : few.next() & 15;
-      exy[i] = round % 3 ? any.next() : few.next();
-      if (round % 5 == 0) filtered.energy[i] = 1000000 + few.next() % 3;
-      if (round % 5 == 1) exy[i] = 100000000 + few.next() % 2;
-      filtered.inverse[i] = 1.0F / static_cast<float>(filtered.energy[i]);
-    }
-    const codebook_choice choice = fast.choose_candidate(filtered, exy.data());
-    const codebook_choice wanted = kPlainKernels.choose_candidate(filtered, exy.data());
-    ASSERT_TRUE(choice.index == wanted.index && choice.gain_q16 == wanted.gain_q16) << round;
+    std::array<int16_t, kCodebook> codebook;
+    std::copy_n(round % 3 ? kelp_tbl_cb : kelp_tbl_cb_half, kCodebook, codebook.begin());
+    if (round % 5 == 0) std::copy_n(codebook.begin(), 60, codebook.begin() + 60);
+    if (round % 5 == 1) std::fill_n(codebook.begin() + round % 64, 50, int16_t{0});
+    if (round % 5 == 2) any.fill(&codebook);
+    if (round % 7 == 0) std::fill_n(target.begin(), kPitchSubframe, round % 2);
+    filtered_codebook::numbers_of_candidates expected_numbers, numbers;
+    filtered_codebook expected(&expected_numbers), filtered(&numbers);
+    const auto search = [&](const encoder_kernels &kernels, filtered_codebook *room) {
+      kernels.subframe->filter_codebook(codebook.data(), h.data(), room);
+      const codebook_choice ten =
+          kernels.subframe->search_codebook(codebook.data(), *room, target.data());
+      const codebook_choice forty =
+          kernels.frame->search_long_codebook(codebook.data(), h.data(), target.data(), room);
+      return std::array{ten.index, ten.gain_q16, forty.index, forty.gain_q16};
+    };
+    ASSERT_EQ(search(fast, &filtered), search(kPlainKernels, &expected)) << round;
   }
 }
 
@@ -143,15 +130,15 @@ TEST_P(Kernels, Analysis) {
     std::array<int16_t, KELP_FRAME_SAMPLES + kAutocorrelations - 1> speech = {};
     for (size_t n = 0; n < KELP_FRAME_SAMPLES; n++) speech[n] = static_cast<int16_t>(any.next());
     std::array<int32_t, kAutocorrelations> expected, sums;
-    kPlainKernels.autocorrelate(speech.data(), expected.data());
-    fast.autocorrelate(speech.data(), sums.data());
+    kPlainKernels.frame->autocorrelate(speech.data(), expected.data());
+    fast.frame->autocorrelate(speech.data(), sums.data());
     ASSERT_EQ(sums, expected) << round;
 
     std::array<int32_t, 6> polynomial;
     for (int32_t &coefficient : polynomial) coefficient = any.next() >> 12;
     std::array<int32_t, kGridPoints> expected_values, values;
-    kPlainKernels.evaluate_grid(polynomial.data(), expected_values.data());
-    fast.evaluate_grid(polynomial.data(), values.data());
+    kPlainKernels.frame->evaluate_grid(polynomial.data(), expected_values.data());
+    fast.frame->evaluate_grid(polynomial.data(), values.data());
     ASSERT_EQ(values, expected_values) << round;
 
     std::array<int32_t, kRateFilterTaps> taps;
@@ -159,13 +146,13 @@ TEST_P(Kernels, Analysis) {
     any.fill(&taps);
     any.fill(&scratch);
     std::array<int32_t, kDecimated> expected_output, output;
-    kPlainKernels.decimate(scratch.data(), taps.data(), expected_output.data());
-    fast.decimate(scratch.data(), taps.data(), output.data());
+    kPlainKernels.frame->decimate(scratch.data(), taps.data(), expected_output.data());
+    fast.frame->decimate(scratch.data(), taps.data(), output.data());
     ASSERT_EQ(output, expected_output) << round;
 
     std::array<int32_t, kPeriods> expected_periods, periods;
-    kPlainKernels.correlate_periods(scratch.data() + 60, expected_periods.data());
-    fast.correlate_periods(scratch.data() + 60, periods.data());
+    kPlainKernels.frame->correlate_periods(scratch.data() + 60, expected_periods.data());
+    fast.frame->correlate_periods(scratch.data() + 60, periods.data());
     ASSERT_EQ(periods, expected_periods) << round;
   }
 }
