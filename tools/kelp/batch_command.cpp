@@ -53,9 +53,8 @@ struct BatchOptions {
   DecodeOptions decoding;
   bool raw = false;
   bool flac = false;
-  // The options that shape the outputs; they live as long as the program.
-  CLI::App *direction = nullptr, *both_group = nullptr;
-  CLI::App *encode_group = nullptr, *decode_group = nullptr;
+  // The options that shape the outputs, of either direction and of one.
+  std::vector<const CLI::Option *> for_both, for_encode, for_decode;
 
   [[nodiscard]] std::span<const std::string_view> input_endings() const {
     if (decode) return kStreams;
@@ -68,8 +67,8 @@ struct BatchOptions {
   // Those that were given, with their values.
   [[nodiscard]] std::string settings() const {
     std::string text;
-    for (const CLI::App *group : {direction, both_group, encode_group, decode_group}) {
-      for (const CLI::Option *option : group->get_options()) {
+    for (const auto &group : {for_both, for_encode, for_decode}) {
+      for (const CLI::Option *option : group) {
         if (option->count() == 0) continue;
         text += option->get_name();
         for (const std::string &value : option->results()) text += " " + value;
@@ -92,6 +91,16 @@ BatchWork work_with(const Options &options, Report (*run)(const Options &, const
     const Report report = run(one, progress);
     return BatchResult{report.seconds, report.notes};
   };
+}
+
+// The options that `add` adds to the command, which get a heading of their own.
+template <typename Add>
+std::vector<const CLI::Option *> add_group(CLI::App &command, const std::string &heading, Add add) {
+  const size_t before = command.get_options().size();
+  add();
+  const std::vector<CLI::Option *> all = command.get_options();
+  for (size_t i = before; i < all.size(); i++) all[i]->group(heading);
+  return {all.begin() + static_cast<std::ptrdiff_t>(before), all.end()};
 }
 
 // What became of files, in a file of the output folder that exists only where there is something to
@@ -242,10 +251,15 @@ void add_batch_command(CLI::App &program, const Console &console) {
       ->add_option("OUT_DIR", options->output_folder, "Folder to write, made where it is missing")
       ->required()
       ->type_name("");
-  options->direction = command->add_option_group("Direction");
-  options->direction->add_flag("--encode", options->encode, "From recordings to .kelp streams");
-  options->direction->add_flag("--decode", options->decode, "From .kelp streams to recordings");
-  options->direction->require_option(1);
+  options->for_both = add_group(*command, "What to do", [&] {
+    CLI::Option *const encode =
+        command->add_flag("--encode", options->encode, "From recordings to .kelp streams");
+    command->add_flag("--decode", options->decode, "From .kelp streams to recordings")
+        ->excludes(encode);
+    command->add_flag("--raw", options->raw,
+                      "Recordings are .raw files without a header: 16-bit little-endian samples, "
+                      "8000 Hz, mono");
+  });
   command->add_option("-j,--jobs", options->threads, "Files at a time; all cores where not given")
       ->check(CLI::Range(1, 1024).description(""))
       ->type_name("N");
@@ -254,18 +268,16 @@ void add_batch_command(CLI::App &program, const Console &console) {
       ->type_name("K/N");
   command->add_flag("-f,--force", options->force,
                     "Do finished files again, and overwrite files that no batch has made");
-  options->both_group = command->add_option_group("With both");
-  options->both_group->add_flag("--raw", options->raw,
-                                "Recordings are .raw files without a header: 16-bit little-endian "
-                                "samples, 8000 Hz, mono");
-  options->encode_group = command->add_option_group("With --encode");
-  add_encode_options(*options->encode_group, options->encoding);
-  options->decode_group = command->add_option_group("With --decode");
-  options->decode_group->add_flag("--flac", options->flac, "Write FLAC files instead of WAV files");
-  add_decode_options(*options->decode_group, options->decoding);
+  options->for_encode = add_group(*command, "With --encode",
+                                  [&] { add_encode_options(*command, options->encoding); });
+  options->for_decode = add_group(*command, "With --decode", [&] {
+    command->add_flag("--flac", options->flac, "Write FLAC files instead of WAV files");
+    add_decode_options(*command, options->decoding);
+  });
   command->callback([options, &console] {
-    const CLI::App *const other = options->encode ? options->decode_group : options->encode_group;
-    for (const CLI::Option *option : other->get_options()) {
+    if (!options->encode && !options->decode) throw CLI::RequiredError("--encode or --decode");
+    const auto &other = options->encode ? options->for_decode : options->for_encode;
+    for (const CLI::Option *option : other) {
       if (option->count() == 0) continue;
       throw CLI::ValidationError(option->get_name(), options->encode ? "goes with --decode only"
                                                                      : "goes with --encode only");
