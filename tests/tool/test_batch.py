@@ -218,8 +218,8 @@ class Terminal(BatchTest):
     def test_progress(self):
         """A bar on a terminal and only there."""
         self.put_streams(3)
-        self.put("in/long.kelp", LONG[:len(LONG) // 40])
         self.assertEqual("", self.batch("--decode").stderr)
+        self.put("in/long.kelp", LONG[:len(LONG) // 10])  # enough for a first drawing
         master, terminal = pty.openpty()
         for options, expected in [([], r"\[#*-+\] +\d+ %  [0-3]/4 files  \d+ x real time"),
                                   (["-q"], r"^$")]:
