@@ -9,7 +9,6 @@
 // docs/INPUT.md says what the figures mean.
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
@@ -131,7 +130,7 @@ void print_levels(const std::vector<wide_samples> &speech) {
 // A steep low-pass filter: 401 taps, 74 dB down beyond.
 wide_samples low_passed(const wide_samples &samples, double hz) {
   constexpr std::ptrdiff_t kHalf = 200;
-  std::array<double, 2 * kHalf + 1> taps{};
+  wide_samples taps(2 * kHalf + 1);
   for (std::ptrdiff_t k = -kHalf; k <= kHalf; k++) {
     const double turn = std::numbers::pi * static_cast<double>(k) / kHalf;
     const double cycles = hz / (kSampleRate_hz / 2);

@@ -198,8 +198,9 @@ void ByteSource::mend_wav_header(const std::string &name) {
 // RF64: as the form of 32 bits, but a chunk before all others has the lengths.
 void ByteSource::make_64_bit(size_t data_chunk, int64_t data_length) {
   constexpr size_t kAdded = 36;
-  std::array<uint8_t, 12 + kAdded> begin = {'R', 'F', '6', '4', 0xFF, 0xFF, 0xFF, 0xFF,      'W',
-                                            'A', 'V', 'E', 'd', 's',  '6',  '4',  kAdded - 8};
+  constexpr size_t kBegin = 48;
+  std::array<uint8_t, kBegin> begin = {'R', 'F', '6', '4', 0xFF, 0xFF, 0xFF, 0xFF,      'W',
+                                       'A', 'V', 'E', 'd', 's',  '6',  '4',  kAdded - 8};
   put_little_endian(&begin[20], static_cast<uint64_t>(data_length) + data_chunk + kAdded, 8);
   put_little_endian(&begin[28], static_cast<uint64_t>(data_length), 8);
   put_little_endian(&head_[data_chunk + 4], kAllOnes, 4);

@@ -95,8 +95,8 @@ Damage PacketReader::skip(Found found) {
   // hide nobody knows how many packets: so many at least.
   const bool frames_are_blank = blank && bytes < KELP_MAX_PACKET_BYTES;
   const uint64_t packets = (bytes + KELP_MAX_PACKET_BYTES - 1) / KELP_MAX_PACKET_BYTES;
-  const Damage damage = {offset_, bytes, frames_are_blank ? bytes : packets,
-                         frames_are_blank ? "blank (the byte 0)" : cause(found)};
+  Damage damage = {offset_, bytes, frames_are_blank ? bytes : packets,
+                   frames_are_blank ? "blank (the byte 0)" : cause(found)};
   advance(bytes);
   return damage;
 }
