@@ -45,10 +45,10 @@ void BandFill::add_to(std::span<double> samples) {
   static const double kKept = std::exp(-1 / (kSmoothing_s * kSampleRate_hz));
   for (double &sample : samples) {
     power_ = kKept * power_ + (1 - kKept) * sample * sample;
-    newest_ = (newest_ + 1) % kTaps;
-    history_[newest_] = next_noise();
+    history_[oldest_] = history_[oldest_ + kTaps] = next_noise();
+    oldest_ = (oldest_ + 1) % kTaps;
     double noise = 0;  // the filter is symmetric: it may run either way
-    for (size_t k = 0; k < kTaps; k++) noise += filter_[k] * history_[(newest_ + 1 + k) % kTaps];
+    for (size_t k = 0; k < kTaps; k++) noise += filter_[k] * history_[oldest_ + k];
     sample += share_ * std::sqrt(power_) * noise;
   }
 }

@@ -23,9 +23,9 @@ class BandFill {
 
   double next_noise();
 
-  std::array<double, kTaps> filter_{};   // makes noise of rms 1 from what next_noise gives
-  std::array<double, kTaps> history_{};  // of it, a ring
-  size_t newest_ = 0;
+  std::array<double, kTaps> filter_{};       // makes noise of rms 1 from what next_noise gives
+  std::array<double, 2 * kTaps> history_{};  // of it, a ring that stands there twice
+  size_t oldest_ = 0;
   uint32_t seed_ = 1;
   double share_;      // of the speech's level
   double power_ = 0;  // of the speech, smoothed

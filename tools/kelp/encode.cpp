@@ -66,7 +66,7 @@ class SpeechToPackets {
                  std::vector<std::string> *notes) const {
     const std::string level = level_.note();
     if (!level.empty()) notes->push_back(name + ": " + level);
-    if (unusable_ == 0) return;
+    if (unusable_ * 1000 <= tally.packets()) return;  // that happens to any speech
     notes->push_back(name + ": " + std::to_string(unusable_) + " of " +
                      std::to_string(tally.packets()) +
                      " packets are unusable, decoders will conceal their frames; " +

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <CLI/CLI.hpp>
+#include <cinttypes>
 #include <memory>
 
 #include "tools/kelp/commands.h"
@@ -26,9 +27,9 @@ EncodeReport encode_with_progress(const EncodeOptions &options, const Console &c
 void encode(const EncodeOptions &options, const Console &console) {
   const EncodeReport report = encode_with_progress(options, console);
   console.notes(report.notes);
-  console.report(output_name(options.output) + formatted(": %.3f s encoded\n", report.seconds) +
-                     report.tally.report(),
-                 is_standard_stream(options.output));
+  std::string text = output_name(options.output) + formatted(": %.3f s encoded", report.seconds);
+  if (report.unusable != 0) text += formatted(", %" PRIu64 " packets unusable", report.unusable);
+  console.report(text + "\n" + report.tally.report(), is_standard_stream(options.output));
 }
 
 }  // namespace
