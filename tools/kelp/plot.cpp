@@ -83,7 +83,8 @@ std::string time_axis(const TimeSpan &time, double top, double bottom) {
 
 std::string subtitle(const PlotSource &source) {
   const RateTally &tally = source.tally;
-  std::string text = duration_text(tally.seconds());
+  const double seconds = tally.seconds();
+  std::string text = seconds < 60 ? decimal(seconds, 2) + " s" : duration_text(seconds);
   text += " \xC2\xB7 " + std::to_string(tally.packets()) + " packets \xC2\xB7 " +
           decimal(tally.net_kbit(), 2) + " kbit/s net, " + decimal(tally.packet_kbit(), 2) +
           " in packets";

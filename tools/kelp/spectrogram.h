@@ -9,7 +9,7 @@
 #include <vector>
 
 // Level over time and frequency as shades: 0 for what is kRange_db below `top_db` or weaker, 255
-// for `top_db`. Rows run from 4000 Hz down to 0, all columns of a row together.
+// for `top_db` or more. Rows run from 4000 Hz down to 0, all columns of a row together.
 struct Spectrogram {
   static constexpr double kRange_db = 70;
   static constexpr size_t kRows = 129;
