@@ -4,8 +4,10 @@
 # `new`, exception or guarded static is a link error and not a dependency.
 
 add_library(kelp_flags INTERFACE)
-target_compile_options(kelp_flags INTERFACE
-  -Wall -Wextra -Wconversion -Wshadow $<$<BOOL:${KELP_WERROR}>:-Werror>)
+if(PROJECT_IS_TOP_LEVEL)
+  target_compile_options(kelp_flags INTERFACE
+    -Wall -Wextra -Wconversion -Wshadow $<$<BOOL:${KELP_WERROR}>:-Werror>)
+endif()
 if(KELP_SANITIZE)
   target_compile_options(kelp_flags INTERFACE
     -fsanitize=${KELP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
@@ -43,7 +45,7 @@ if(ANDROID)
   target_link_options(kelp_shared_flags INTERFACE -nostartfiles)
 elseif(NOT KELP_SANITIZE)
   target_compile_options(kelp_shared_flags INTERFACE
-    $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
 endif()
 
 set(KELP_SOURCES
@@ -152,13 +154,19 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
 endif()
 
 add_library(kelp SHARED $<TARGET_OBJECTS:kelp_objects>)
-add_library(kelp_static STATIC $<TARGET_OBJECTS:kelp_objects>)
 add_library(kelp::kelp ALIAS kelp)
+target_include_directories(kelp PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
+
+# CMake links whatever it knows to hold C++ with the C++ compiler and its runtime. What others link is
+# therefore the archive as a file, which a program in C links with nothing but libc.
+add_library(kelp_archive STATIC $<TARGET_OBJECTS:kelp_objects>)
+set_target_properties(kelp_archive PROPERTIES OUTPUT_NAME kelp)
+add_library(kelp_static INTERFACE)
 add_library(kelp::static ALIAS kelp_static)
-foreach(target kelp kelp_static)
-  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
-  set_target_properties(${target} PROPERTIES OUTPUT_NAME kelp)
-endforeach()
+add_dependencies(kelp_static kelp_archive)
+target_include_directories(kelp_static INTERFACE
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
+target_link_libraries(kelp_static INTERFACE $<BUILD_INTERFACE:$<TARGET_FILE:kelp_archive>>)
 
 # cmake/exported_symbols.txt is all that the library exports; the linker reads it as a script. No
 # -Bsymbolic and no protected visibility: a host that is not position-independent has its own copy
@@ -178,11 +186,5 @@ set_target_properties(kelp PROPERTIES
 target_link_options(kelp PRIVATE -Wl,--version-script=${KELP_VERSION_SCRIPT})
 target_link_libraries(kelp PRIVATE kelp_shared_flags)
 if(KELP_SANITIZE)
-  target_link_options(kelp_static PUBLIC -fsanitize=${KELP_SANITIZE})
+  target_link_options(kelp_static INTERFACE -fsanitize=${KELP_SANITIZE})
 endif()
-
-include(GNUInstallDirs)
-install(TARGETS kelp kelp_static
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(FILES include/kelp.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
