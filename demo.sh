@@ -14,7 +14,7 @@ if [ -n "$recording" ] && [ ! -f "$recording" ]; then
 fi
 
 echo "== Packages"
-packages=(cmake ninja-build g++ libcli11-dev libpng-dev libsndfile1-dev libsoxr-dev)
+packages=("${tool_packages[@]}")
 if [ -z "$recording" ]; then packages+=(asterisk-core-sounds-en-wav); fi
 install_packages "${packages[@]}"
 

@@ -8,9 +8,8 @@ cd "$(dirname "$0")"
 . tools/setup.sh
 
 echo "== Packages"
-install_packages cmake ninja-build g++ binutils python3 sox parallel pandoc man-db zsh libgtest-dev \
-  libcli11-dev libpng-dev libsndfile1-dev libsoxr-dev codec2-examples \
-  asterisk-core-sounds-{en,es,fr,it,ru}{,-wav}
+install_packages "${tool_packages[@]}" binutils python3 sox parallel pandoc man-db zsh libgtest-dev \
+  codec2-examples asterisk-core-sounds-{en,es,fr,it,ru}{,-wav}
 
 echo "== Build in build-test"
 cmake -S . -B build-test -G Ninja -DCMAKE_BUILD_TYPE=Release -DKELP_WERROR=ON

@@ -1,6 +1,6 @@
 # What `cmake --install` puts where. Components: runtime (the shared library), development (what
-# programs are built with) and tools, which tools/kelp/ installs. The tree may be moved as a whole: its files find each other by
-# their relative places.
+# programs are built with) and tools, which tools/kelp/ installs. The tree may be moved as a whole:
+# its files find each other by their relative places.
 
 install(TARGETS kelp EXPORT kelp
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}

@@ -3,6 +3,9 @@
 #
 # Sourced by the scripts: installs Debian packages, only those that are missing.
 
+# What building the library and the kelp tool takes.
+tool_packages=(cmake ninja-build g++ libcli11-dev libpng-dev libsndfile1-dev libsoxr-dev)
+
 # install_packages NAME...
 install_packages() {
   local missing=() name root=()
