@@ -64,7 +64,7 @@ class Figures(ToolTest):
             self.succeeds("encode", "-f", "in.wav", "a.kelp")
             info = self.info("a.kelp")
             self.assertGreater(info["voiced_share"], 0.5)
-            self.assertAlmostEqual(1, info["pitch_hz"]["median"] / hertz, delta=0.02)
+            self.assertAlmostEqual(1, info["pitch_hz"]["median"] / hertz, delta=0.01)
         noise = random.Random(1)
         self.put_wav("in.wav", array.array("h", [int(noise.gauss(0, 3000)) for _ in range(16000)]))
         self.succeeds("encode", "-f", "in.wav", "a.kelp")
