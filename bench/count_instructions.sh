@@ -3,7 +3,9 @@
 # SPDX-License-Identifier: Apache-2.0
 #
 # Executed instructions per frame, which no other process disturbs:
-#   bench/count_instructions.sh x86-64|arm64 [FUNCTIONS]
+#   bench/count_instructions.sh x86-64|arm64 [FUNCTIONS [kernels|plain|scalar]]
+#
+# plain: without kernels, at -O3; scalar: without kernels and without vectorized loops.
 #
 # Encodes and decodes a piece of a recording twice, the second time for some frames more, and
 # divides the difference by their number: neither start-up nor the first frames count. Prints the
@@ -13,9 +15,18 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . tools/setup.sh
-usage='usage: count_instructions.sh x86-64|arm64 [FUNCTIONS]'
-machine=${1:?$usage} functions=${2:-0}
-root=$PWD/build-count/$machine
+usage='usage: count_instructions.sh x86-64|arm64 [FUNCTIONS [kernels|plain|scalar]]'
+machine=${1:?$usage} functions=${2:-0} build=${3:-kernels}
+root=$PWD/build-count/$machine-$build
+case $build in
+  kernels) options=() ;;
+  plain) options=(-DKELP_PLAIN_KERNELS=ON -DKELP_OPTIMIZE=-O3) ;;
+  scalar)
+    options=(-DKELP_PLAIN_KERNELS=ON "-DKELP_OPTIMIZE=-O2;-fno-tree-vectorize"
+      -DKELP_VECTORIZE=-fno-tree-vectorize)
+    ;;
+  *) echo "$usage" >&2 && exit 2 ;;
+esac
 short=10 long=30
 
 # profile encode|decode IN OUT FRAMES > lines of instructions and function
@@ -49,7 +60,7 @@ esac
 mkdir -p "$root"
 rm -f "$root/trace"
 cmake -S . -B "$root" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKELP_BUILD_TOOLS=OFF \
-  -DKELP_BUILD_TESTS=OFF "${toolchain[@]}" >"$root/build.log"
+  -DKELP_BUILD_TESTS=OFF "${toolchain[@]}" "${options[@]}" >"$root/build.log"
 cmake --build "$root" --target kelp_code_frames >>"$root/build.log"
 
 # Functions by how much they take per frame, after the sum.
@@ -72,7 +83,7 @@ per_frame() {
 # From 0.8 s on the encoder has every frame at full rate.
 recording=/usr/share/codec2/raw/hts1a.raw speech=$root/speech.raw
 tail -c +$((1 + 40 * 320)) "$recording" >"$speech"
-echo "instructions per frame on $machine, $((long - short)) frames of $recording"
+echo "instructions per frame on $machine ($build), $((long - short)) frames of $recording"
 for direction in encode decode; do
   in=$speech out=$root/packets.kelp
   if [ $direction = decode ]; then in=$out out=$root/decoded.raw; fi

@@ -31,3 +31,5 @@ size -A "$root/libkelp.so" |
 echo "== Instructions"
 bench/count_instructions.sh x86-64 8
 bench/count_instructions.sh arm64 8
+bench/count_instructions.sh arm64 0 plain
+bench/count_instructions.sh arm64 0 scalar

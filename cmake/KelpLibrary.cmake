@@ -94,10 +94,15 @@ set(KELP_SOURCES
   tables/lsp_tables.cpp
   tables/trigonometric_tables.cpp)
 
+# For comparing builds.
+set(KELP_OPTIMIZE -O2 CACHE STRING "How far the library is optimised in a Release build")
+set(KELP_VECTORIZE -ftree-vectorize CACHE STRING "Of its kernels")
+mark_as_advanced(KELP_OPTIMIZE KELP_VECTORIZE)
+
 # Kernels are vectorized whatever the build type. Those of an instruction set alone are compiled for
 # it, and run only where it is found. Nobody looks at the floating-point exceptions of their
 # estimates.
-set(kernel_flags -fno-trapping-math -ftree-vectorize)
+set(kernel_flags -fno-trapping-math ${KELP_VECTORIZE})
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   list(APPEND kernel_flags -fvect-cost-model=dynamic)
 endif()
@@ -132,7 +137,7 @@ set_target_properties(kelp_objects PROPERTIES
   VISIBILITY_INLINES_HIDDEN ON)
 target_compile_options(kelp_objects PRIVATE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables)
-target_compile_options(kelp_objects PRIVATE $<$<CONFIG:Release>:-O2>)
+target_compile_options(kelp_objects PRIVATE "$<$<CONFIG:Release>:${KELP_OPTIMIZE}>")
 target_link_libraries(kelp_objects PRIVATE kelp_shared_flags)
 # The sine and cosine tables are computed at compile time, which takes clang more steps than it
 # allows by default.
