@@ -138,7 +138,7 @@ class Pictures(ToolTest):
 
     @unittest.skipUnless(SPEECH, "asterisk-core-sounds-en-wav is not installed")
     def test_sizes(self):
-        """A minute of speech stays below 2 MB; the page holds the picture; one packet is enough."""
+        """A minute of speech stays below 2 MB; the page holds the picture; little is enough."""
         self.succeeds("encode", SPEECH[0], "a.kelp")
         speech = self.get("a.kelp")
         packets = json.loads(self.succeeds("info", "--json", "a.kelp"))["packets"]
@@ -147,8 +147,12 @@ class Pictures(ToolTest):
         page = self.plot("minute.kelp", "out.html")
         self.assertLess(len(page), 2e6)
         self.assertIn(self.get("out.svg").decode(), page)
-        self.put("one.kelp", packet(14))
-        xml.fromstring(self.plot("one.kelp"))
+        for seconds in [0.02, 5.0]:
+            self.put("short.kelp", packet(14) * int(seconds * 50))
+            texts = list(xml.fromstring(self.plot("short.kelp")).iter(SVG + "text"))
+            lowest = max(float(text.get("y")) for text in texts if text.text.strip("0123456789.") == "")
+            times = [text.text for text in texts if float(text.get("y")) == lowest]
+            self.assertEqual(len(set(times)), len(times), "times of their own along the axis")
 
     def test_outputs(self):
         self.put("a.kelp", packet(1, 0))

@@ -51,9 +51,9 @@ svg{background:#12161c}.b{fill:#12161c}text{fill:#b9c2cc}.t,.h{fill:#eef1f4}.u,.
 </defs>
 )";
 
-// A time as the axis of a stream shows it: 12, 1:05 or 1:00:05.
-std::string axis_text(double seconds, double total) {
-  if (total <= 60) return decimal(seconds, total < 4 ? 1 : 0);
+// A time as the axis of a stream shows it: 12, 1:05 or 1:00:05, and 1.5 where steps are that small.
+std::string axis_text(double seconds, double step, double total) {
+  if (total <= 60) return decimal(seconds, step < 1 ? 1 : 0);
   return clock_text(seconds, total > 3600);
 }
 
@@ -73,7 +73,7 @@ std::string time_axis(const TimeSpan &time, double top, double bottom) {
     const std::string x = decimal(time.x(i * step), 1);
     lines += "M" + x + " " + decimal(top, 0) + "V" + decimal(bottom + 5, 0);
     values += "<text class='n' x='" + x + "' y='" + decimal(bottom + 20, 0) + "'>" +
-              axis_text(i * step, time.seconds) + "</text>";
+              axis_text(i * step, step, time.seconds) + "</text>";
   }
   const char *const unit = time.seconds <= 60 ? "s" : time.seconds <= 3600 ? "min:s" : "h:min:s";
   return "<path class='g' d='" + lines + "'/>\n" + values + "\n<text class='n' x='" +
