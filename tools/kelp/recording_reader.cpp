@@ -71,9 +71,7 @@ void RecordingReader::open(const RecordingFormat &format) {
                   "nothing else give --raw");
   }
   // Encodings in blocks may not cope with the length that a pipe seems to have.
-  if (source_.is_pipe() && (info.frames <= 0 || info.frames > source_.length())) {
-    throw needs_length();
-  }
+  if (source_.is_pipe() && info.frames <= 0) throw needs_length();
   source_.opened();
   channels_ = info.channels;
   rate_ = info.samplerate;
@@ -140,9 +138,8 @@ void RecordingReader::read_block() {
                   "; copy it from its source again");
   }
   // Nor do they end when nobody tells how many blocks there are.
-  if (source_.is_pipe() && source_.is_at_end() && ++blocks_behind_end_ > 10 * kBlocksPerSecond) {
-    throw needs_length();
-  }
+  if (source_.is_pipe() && source_.is_at_end()) blocks_behind_end_++;
+  if (got < 0 || got > wanted || blocks_behind_end_ > 10 * kBlocksPerSecond) throw needs_length();
   at_end_ = got < wanted;
   const auto frames = static_cast<size_t>(got);
   for (size_t n = 0; n < frames; n++) {
