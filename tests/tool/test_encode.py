@@ -56,6 +56,8 @@ class Recordings(ToolTest):
             with self.subTest(name=name, options=options):
                 self.sox("in.wav", *options, name)
                 self.assertEqual(expected, self.encoded(name))
+        self.sox("in.wav", "a.ogg")
+        self.encoded("a.ogg")  # which does not say at its start how long it is
 
     @unittest.skipUnless(SOX and SPEECH, "sox or asterisk-core-sounds-en-wav is not installed")
     def test_rates(self):
