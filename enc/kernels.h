@@ -95,8 +95,8 @@ struct subframe_kernels {
   // Scores of the lags first .. last, from kFirstLag to kLastLag.
   //   target   40 samples
   //   h        impulse response, Q14, h[0] = 16384
-  //   past     the end of the past excitation, of which kLastLag samples are read, then
-  //            kPitchPadding zeros
+  //   past     the end of the past excitation, of which kLastLag samples are used;
+  //            kImpulseResponse words before them may be read, kPitchPadding zeros follow
   void (*score_lags)(const int32_t *target, const int32_t *h, const int32_t *past, int first,
                      int last, lag_scores *scores);
 

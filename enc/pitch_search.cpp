@@ -143,12 +143,13 @@ void for_each_worthy(const uint8_t worthy[kPickedLags], int first, int last,
 
 pitch_candidate search_pitch(const encoder_kernels &kernels, const int32_t target[kPitchSubframe],
                              const int32_t h[kImpulseResponse], const int32_t *history) {
-  int32_t past[kLastLag + kPitchPadding] = {};
-  std::copy_n(history + kPitchHistory - kLastLag, kLastLag, past);
+  int32_t padded[kImpulseResponse + kLastLag + kPitchPadding] = {};
+  std::copy_n(history + kPitchHistory - kLastLag, kLastLag, padded + kImpulseResponse);
+  const int32_t *const past = padded + kImpulseResponse + kLastLag;
   const int32_t ex = low32(energy(target, kPitchSubframe) >> 28);
   lag_bounds bounds;
-  kernels.subframe->bound_lags(target, h, past + kLastLag, &bounds);
-  lag_scorer scorer(kernels, target, h, past + kLastLag);
+  kernels.subframe->bound_lags(target, h, past, &bounds);
+  lag_scorer scorer(kernels, target, h, past);
   search_state state(ex);
   float hopeless = state.hopeless;
   if (bounds.likeliest == kNoLag) {
