@@ -4,6 +4,7 @@
 #include "bench/captured.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 
 #include "dec/decoder.h"
@@ -52,19 +53,19 @@ codebook_choice capture_long_target(const int16_t *codebook, const int32_t *h,
   return fastest().frame->search_long_codebook(codebook, h, target, filtered);
 }
 
-void capture_short_term(const int32_t *x, const short_term_filters &filters, int n, int32_t *y,
-                        int32_t *z) {
+void capture_short_term(int32_t *x, const short_term_filters &filters, int subframes, int n,
+                        int sets, int64_t *energies) {
   short_term_call &call = captured_into->short_term.emplace_back();
-  std::copy_n(x, n, call.x);
-  std::copy_n(filters.formant, kLpcOrder, call.formant);
-  std::copy_n(filters.post_zero, kLpcOrder, call.post_zero);
-  std::copy_n(filters.post_pole, kLpcOrder, call.post_pole);
+  std::copy_n(x, subframes * n + kRoomBehind, call.buffer.samples());
+  std::memcpy(call.lpc, *filters.lpc, sizeof call.lpc);
   std::copy_n(filters.formant_memory, kLpcOrder, call.formant_memory);
-  std::copy_n(filters.post_pole_memory, kLpcOrder, call.post_pole_memory);
+  std::copy_n(filters.pole_memory, kLpcOrder, call.pole_memory);
   call.bright_memory = *filters.bright_memory;
-  call.bright_q14 = filters.bright_q14;
+  call.filters = filters;
+  call.subframes = subframes;
   call.n = n;
-  filter_kernels_for(best_instruction_set()).short_term(x, filters, n, y, z);
+  call.sets = sets;
+  filter_kernels_for(best_instruction_set()).short_term(x, filters, subframes, n, sets, energies);
 }
 
 }  // namespace

@@ -36,10 +36,11 @@ struct codebook_search_call {
   int32_t target[kPitchSubframe];
 };
 struct short_term_call {
-  int32_t x[kMaxSubframe], formant[kLpcOrder], post_zero[kLpcOrder], post_pole[kLpcOrder];
-  int32_t formant_memory[kLpcOrder], post_pole_memory[kLpcOrder], bright_memory;
-  int32_t bright_q14;
-  int n;
+  synthesis_buffer buffer;
+  coefficient_sets lpc;
+  int32_t formant_memory[kLpcOrder], pole_memory[kLpcOrder], bright_memory;
+  short_term_filters filters;  // with whose memories and coefficients
+  int subframes, n, sets;
 };
 struct captured_calls {
   std::vector<pitch_search_call> pitch_search;

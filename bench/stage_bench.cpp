@@ -157,16 +157,17 @@ void unpack(captured_calls *, const captured_frame &frame) {
 void filter_short_term(captured_calls *calls, const captured_frame &) {
   static const filter_kernels &kernels = filter_kernels_for(best_instruction_set());
   for (short_term_call &call : calls->short_term) {
-    const short_term_filters filters = {call.formant,        call.post_zero,        call.post_pole,
-                                        call.formant_memory, call.post_pole_memory, call.bright_q14,
-                                        &call.bright_memory};
-    int32_t y[kMaxSubframe];
-    kernels.short_term(call.x, filters, call.n, y, call.x);
-    benchmark::DoNotOptimize(y);
+    const short_term_filters filters = {
+        &call.lpc,        call.filters.weights_q14, call.formant_memory,
+        call.pole_memory, call.filters.bright_q14,  &call.bright_memory};
+    int64_t energies[kMostSubframes];
+    kernels.short_term(call.buffer.samples(), filters, call.subframes, call.n, call.sets, energies);
+    benchmark::DoNotOptimize(call.buffer);
   }
 }
 
 double spectrum_seconds(const frame_list &frames) {
+  const filter_kernels &kernels = filter_kernels_for(best_instruction_set());
   double sum = 0;
   for (const captured_frame &frame : frames) {
     kelpd_frame_params params = {};
@@ -178,11 +179,11 @@ double spectrum_seconds(const frame_list &frames) {
         [&] { state = frame.before_decoding; },
         [&] {
           int32_t lsp[kLpcOrder];
-          subframe_coefficients sets[4];
+          coefficient_sets sets;
           if (params.rate != KELP_RATE_EIGHTH)
             benchmark::DoNotOptimize(kelpd_iq_lsp_erasure_check(params.rate, params.codes.lsp_idx));
           kelpd_iq_lpc(params, &state, lsp);
-          kelpd_lpc_convert(0, params.rate, state.previous_lsp, lsp, sets, 0);
+          kernels.lpc(state.previous_lsp, lsp, tbl_lsp_interp[params.rate], &sets);
           benchmark::DoNotOptimize(sets);
         });
   }

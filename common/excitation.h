@@ -12,19 +12,11 @@
 #include "common/noise.h"
 #include "common/wrapping.h"
 #include "kelp.h"
+#include "tables/excitation_codebooks.h"
 
 namespace kelp {
 
 inline constexpr int kNoiseTaps = 21;
-
-// One codebook subframe. Rates 1 and 2 use the seed of a call's first record only.
-struct codebook_record {
-  int32_t gain_q16;  // signed
-  int32_t gain_code;
-  int32_t sign;   // 1: negative
-  int32_t index;  // 0 .. 127, where the circular codebook is entered
-  int32_t seed;   // 16 bits
-};
 
 // The next noise sample: the new seed, read as a signed 16-bit value.
 inline int32_t next_noise(codebook_record *record) {
@@ -35,10 +27,6 @@ inline int32_t next_noise(codebook_record *record) {
 // Noise times 11 times the gain, Q16 to Q12 of the output's scale.
 inline int32_t scale_noise(int64_t noise, int32_t gain_q16) {
   return low32(wrap_add64(wrap_mul64(noise * 11, gain_q16), 524288) >> 20);
-}
-
-inline void eighth_rate_excitation(codebook_record *record, int m, int32_t *e) {
-  for (int k = 0; k < m; k++) e[k] = scale_noise(next_noise(record), record->gain_q16);
 }
 
 // One of the two halves of a quarter-rate subframe. The second half is the first half's excitation
@@ -58,16 +46,20 @@ inline void eighth_rate_excitation(codebook_record *record, int m, int32_t *e) {
 inline void make_excitation(const filter_kernels &kernels, int32_t rate, codebook_record *records,
                             fir_filter<kNoiseTaps> *fir, int fir_shift, int n, int c, int32_t *e) {
   const int m = n / c;
-  const int16_t *const codebook = rate == KELP_RATE_FULL ? kelp_tbl_cb : kelp_tbl_cb_half;
-  for (int j = 0; j < c; j++) {
-    switch (rate) {
-      case KELP_RATE_EIGHTH: eighth_rate_excitation(&records[0], m, e + j * m); break;
-      case KELP_RATE_QUARTER: quarter_rate_excitation(records, j, m, fir, fir_shift, e); break;
-      // The circular codebook, read forwards from where `index` counts backwards to.
-      default:
-        kernels.codebook(codebook, records[j].index, records[j].gain_q16, m, e + j * m);
-        break;
-    }
+  switch (rate) {
+    case KELP_RATE_EIGHTH:
+      for (int j = 0; j < c; j++) {
+        records[0].seed = kernels.noise(records[0].seed, records[0].gain_q16, m, e + j * m);
+      }
+      break;
+    case KELP_RATE_QUARTER:
+      for (int j = 0; j < c; j++) quarter_rate_excitation(records, j, m, fir, fir_shift, e);
+      break;
+    // The circular codebook, read forwards from where `index` counts backwards to.
+    default:
+      kernels.codebooks(
+          rate == KELP_RATE_FULL ? kFullRateCodebook.data() : kHalfRateCodebook.data(), records, m,
+          c, e);
   }
 }
 

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+#include "common/lsp.h"
+#include "common/noise.h"
 #include "common/wrapping.h"
 #include "kelp.h"
 
@@ -41,19 +43,37 @@ void pole(const int32_t *x, int32_t *memory, const int32_t *a, int n, bool updat
   if (update) std::copy_n(scratch + n, kLpcOrder, memory);
 }
 
-void short_term(const int32_t *x, const short_term_filters &filters, int n, int32_t *y,
-                int32_t *z) {
-  int32_t zero_memory[kLpcOrder];
-  std::copy_n(filters.formant_memory, kLpcOrder, zero_memory);
-  pole(x, filters.formant_memory, filters.formant, n, true, y);
-  zero(y, zero_memory, filters.post_zero, n, false, z);
-  pole(z, filters.post_pole_memory, filters.post_pole, n, true, z);
-  int32_t last = *filters.bright_memory;
-  for (int k = 0; k < n; k++) {
-    last = wrap_add(low32(product(last, filters.bright_q14) >> 14), z[k]);
-    z[k] = last;
+int64_t energy(const int32_t *x, int n, int down) {
+  int64_t sum = 0;
+  for (int k = 0; k < n; k++) sum = wrap_add64(sum, product(x[k] >> down, x[k] >> down));
+  return sum;
+}
+
+void short_term(int32_t *x, const short_term_filters &filters, int subframes, int n, int sets,
+                int64_t *energies) {
+  int32_t *const y = x - kRoomBefore;
+  for (int s = 0; s < subframes; s++) {
+    int32_t taps[4][kLpcOrder];
+    for (int f = 0; f < 4; f++) {
+      for (int i = 0; i < kLpcOrder; i++) {
+        const int32_t lpc = (*filters.lpc)[i][sets == 1 ? 0 : s];
+        taps[f][i] = low32((product(lpc, filters.weights_q14[i][f]) + 8192) >> 14);
+      }
+    }
+    int32_t zero_memory[kLpcOrder];
+    std::copy_n(filters.formant_memory, kLpcOrder, zero_memory);
+    pole(x, filters.formant_memory, taps[kFormant], n, true, y);
+    energies[s] = energy(y, n, 0);
+    zero(y, zero_memory, taps[kZeros], n, false, x);
+    pole(x, filters.pole_memory, taps[kPoles], n, true, x);
+    int32_t last = *filters.bright_memory;
+    for (int k = 0; k < n; k++) {
+      last = wrap_add(low32(product(last, filters.bright_q14) >> 14), x[k]);
+      x[k] = last;
+    }
+    *filters.bright_memory = last;
+    x += n;
   }
-  *filters.bright_memory = last;
 }
 
 // The interpolators: eight taps, the gain in them, on the samples s[0], s[step], .. s[7 * step].
@@ -69,13 +89,8 @@ int32_t interpolate(const int16_t *taps, int32_t gain_q3, const int32_t *s, int 
   return rounding == pitch_rounding::each_term ? sum : low32((whole_sum >> 12) / 32);
 }
 
-// The output takes the input's place behind the history as it is made.
-void pitch(const int32_t *x, int32_t lag, int32_t gain_q3, int32_t fraction,
-           pitch_rounding rounding, int32_t *history, int n, bool update, int32_t *y) {
-  int32_t scratch[kPitchHistory + kMaxSubframe];
-  std::copy_n(history, kPitchHistory, scratch);
-  int32_t *const s = scratch + kPitchHistory;
-  std::copy_n(x, n, s);
+void pitch_on(int32_t *s, int32_t lag, int32_t gain_q3, int32_t fraction, pitch_rounding rounding,
+              int n) {
   for (int k = 0; k < n; k++) {
     const int32_t *const delayed = s + k - lag;
     int32_t contribution = 0;
@@ -89,14 +104,16 @@ void pitch(const int32_t *x, int32_t lag, int32_t gain_q3, int32_t fraction,
     }
     s[k] = wrap_add(s[k], contribution);
   }
-  std::copy_n(s, n, y);
-  if (update) std::copy_n(scratch + n, kPitchHistory, history);
 }
 
-int64_t energy(const int32_t *x, int n, int down) {
-  int64_t sum = 0;
-  for (int k = 0; k < n; k++) sum = wrap_add64(sum, product(x[k] >> down, x[k] >> down));
-  return sum;
+void pitch(const int32_t *x, int32_t lag, int32_t gain_q3, int32_t fraction,
+           pitch_rounding rounding, int32_t *history, int n, bool update, int32_t *y) {
+  int32_t scratch[kPitchHistory + kMaxSubframe];
+  std::copy_n(history, kPitchHistory, scratch);
+  std::copy_n(x, n, scratch + kPitchHistory);
+  pitch_on(scratch + kPitchHistory, lag, gain_q3, fraction, rounding, n);
+  std::copy_n(scratch + kPitchHistory, n, y);
+  if (update) std::copy_n(scratch + n, kPitchHistory, history);
 }
 
 void scale(const int32_t *x, int n, int down, int32_t gain, int shift, int32_t *y) {
@@ -107,14 +124,43 @@ void codebook(const int16_t *codebook, int32_t index, int32_t gain, int n, int32
   for (int k = 0; k < n; k++) e[k] = low32(product(gain, codebook[(k - index) & 127]) >> 15);
 }
 
+void codebooks(const int16_t *from, const codebook_record *records, int m, int c, int32_t *e) {
+  for (int j = 0; j < c; j++) codebook(from, records[j].index, records[j].gain_q16, m, e + j * m);
+}
+
+int32_t noise(int32_t seed, int32_t gain_q16, int n, int32_t *e) {
+  for (int k = 0; k < n; k++) {
+    seed = static_cast<int32_t>(next_seed(static_cast<uint32_t>(seed)));
+    e[k] = low32((product(low16(seed) * 11, gain_q16) + (1 << 19)) >> 20);
+  }
+  return seed;
+}
+
 void to_pcm(const int32_t *x_q12, int n, int16_t *pcm) {
   for (int k = 0; k < n; k++) pcm[k] = saturate16(x_q12[k] >> 12);
 }
 
+void lpc(const int32_t *previous_lsp, const int32_t *lsp, const int16_t *weights,
+         coefficient_sets *lpc_q14) {
+  for (int s = 0; s < kSets; s++) {
+    int32_t cosine[kLpcOrder], set[kLpcOrder];
+    for (int i = 0; i < kLpcOrder; i++) {
+      const int32_t sum =
+          wrap_add(wrap_mul(lsp[i], weights[s]), wrap_mul(previous_lsp[i], 8 - weights[s]));
+      // Eighths, and Q16 to Q15. No packet leads out of the table; the clamp keeps it so for any
+      // caller.
+      cosine[i] = tbl_lsp_cos[std::clamp(sum >> 4, 0, 16383)];
+    }
+    cosines_to_lpc(cosine, set);
+    expand_bandwidth(set);
+    for (int i = 0; i < kLpcOrder; i++) (*lpc_q14)[i][s] = set[i];
+  }
+}
+
 }  // namespace
 
-const filter_kernels kPlainFilterKernels = {zero,   pole,  short_term, pitch,
-                                            energy, scale, codebook,   to_pcm};
+const filter_kernels kPlainFilterKernels = {zero,  pole,     short_term, pitch, pitch_on, energy,
+                                            scale, codebook, codebooks,  noise, to_pcm,   lpc};
 
 const filter_kernels &filter_kernels_for([[maybe_unused]] instruction_set set) {
 #if defined(KELP_PLAIN_KERNELS)

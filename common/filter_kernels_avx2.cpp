@@ -26,15 +26,24 @@ lanes load(const int32_t *p) {
 void store(int32_t *p, lanes v) {
   _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v);
 }
-// The first `count` words, 1 to 8, and zeros.
+// The first `count` words, up to 7, and zeros.
 lanes load_some(const int32_t *p, int count) {
   alignas(32) static constexpr int32_t kMask[16] = {-1, -1, -1, -1, -1, -1, -1, -1};
   return _mm256_maskload_epi32(p, load(kMask + 8 - count));
 }
 void store_some(int32_t *p, lanes v, int count) {
-  int32_t words[8];
-  store(words, v);
-  for (int i = 0; i < count; i++) p[i] = words[i];
+  __m128i part = _mm256_castsi256_si128(v);
+  if ((count & 4) != 0) {
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(p), part);
+    part = _mm256_extracti128_si256(v, 1);
+    p += 4;
+  }
+  if ((count & 2) != 0) {
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(p), part);
+    part = _mm_srli_si128(part, 8);
+    p += 2;
+  }
+  if ((count & 1) != 0) *p = _mm_cvtsi128_si32(part);
 }
 lanes spread(int32_t value) {
   return _mm256_set1_epi32(value);
@@ -136,18 +145,135 @@ struct taps {
 taps make_taps(lanes a) {
   return {a, odd_words(a)};
 }
+template <int kShift>
+lanes low_words(__m256i even, __m256i odd) {
+  return _mm256_blend_epi32(_mm256_srli_epi64(even, kShift), _mm256_slli_epi64(odd, 32 - kShift),
+                            0xAA);
+}
 // (a_i * sample) >> 14 for a sample in all lanes.
 lanes terms_14(lanes sample, taps a) {
-  const lanes even = _mm256_srli_epi64(_mm256_mul_epi32(sample, a.even), 14);
-  const lanes odd = _mm256_slli_epi64(_mm256_mul_epi32(sample, a.odd), 18);
-  return _mm256_blend_epi32(even, odd, 0xAA);
+  return low_words<14>(_mm256_mul_epi32(sample, a.even), _mm256_mul_epi32(sample, a.odd));
+}
+// (v * factor) >> kShift for a factor in all lanes.
+template <int kShift>
+lanes scaled(lanes v, lanes factor) {
+  return low_words<kShift>(_mm256_mul_epi32(v, factor), _mm256_mul_epi32(odd_words(v), factor));
 }
 
+// The same for any shift.
+lanes scaled_by(lanes v, lanes factor, int shift) {
+  const halves products = {_mm256_mul_epi32(v, factor), _mm256_mul_epi32(odd_words(v), factor)};
+  return low_words(shift_right(products, shift));
+}
+
+lanes sub(lanes a, lanes b) {
+  return _mm256_sub_epi32(a, b);
+}
+// The low words of the products.
+lanes multiply(lanes a, lanes b) {
+  return _mm256_mullo_epi32(a, b);
+}
+lanes clamped(lanes v, int32_t most) {
+  return _mm256_max_epi32(_mm256_min_epi32(v, spread(most)), _mm256_setzero_si256());
+}
+// Each word's low half with its sign.
+lanes low_16(lanes v) {
+  return _mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16);
+}
+// The first word four times, and the second.
+lanes spread_two(const int32_t *p) {
+  return _mm256_inserti128_si256(spread(p[0]), _mm_set1_epi32(p[1]), 1);
+}
+halves spread_halves(int64_t value) {
+  return {_mm256_set1_epi64x(value), _mm256_set1_epi64x(value)};
+}
+
+// Four words, each in the lower half of 64 bits. The upper halves hold anything.
+using quad = __m256i;
+using quad_sum = quad;
+constexpr int kQuadWords = 8;
+
+quad load_quad(const int32_t *p) {
+  return load(p);
+}
+void store_quad(int32_t *p, quad v) {
+  store(p, v);
+}
+// Four words that follow each other.
+quad load_packed(const int32_t *p) {
+  return _mm256_cvtepi32_epi64(_mm_loadu_si128(reinterpret_cast<const __m128i *>(p)));
+}
+void store_packed(int32_t *p, quad v) {
+  const __m256i packed = _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6));
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(p), _mm256_castsi256_si128(packed));
+}
+int32_t first_of(quad v) {
+  return _mm_cvtsi128_si32(_mm256_castsi256_si128(v));
+}
+quad with_first(quad v, int32_t value) {
+  return _mm256_blend_epi32(v, _mm256_castsi128_si256(_mm_cvtsi32_si128(value)), 0x03);
+}
+quad spread_quad(int32_t value) {
+  return _mm256_set1_epi32(value);
+}
+quad only_first(int32_t value) {
+  return _mm256_zextsi128_si256(_mm_cvtsi32_si128(value));
+}
+// v in the filter's place, w in the others.
+quad chosen(short_term_filter filter, quad v, quad w) {
+  const __m256i place = _mm256_setr_epi64x(kFormant, kZeros, kBright, kPoles);
+  return _mm256_blendv_epi8(w, v, _mm256_cmpeq_epi64(place, _mm256_set1_epi64x(filter)));
+}
+// In each filter's place what it takes from the one before it, and in the first one's what the last
+// has given.
+quad hand_on(quad given) {
+  static_assert(kFormant == 0 && kZeros == 1 && kBright == 2 && kPoles == 3);
+  return _mm256_permute4x64_epi64(given, _MM_SHUFFLE(kZeros, kPoles, kFormant, kBright));
+}
+// What the zeros take, what the others gave.
+quad with_zeros(quad given, quad taken) {
+  return _mm256_blend_epi32(given, taken, 3 << 2 * kZeros);
+}
+template <int kShift>
+quad term(quad v, quad w) {
+  return _mm256_srli_epi64(_mm256_mul_epi32(v, w), kShift);
+}
+quad_sum first_term_14(quad v, quad w) {
+  return term<14>(v, w);
+}
+void add_term_14(quad_sum *sum, quad v, quad w) {
+  *sum = _mm256_add_epi32(*sum, term<14>(v, w));
+}
+quad low_words(quad_sum sum) {
+  return sum;
+}
+quad settled(quad v) {
+  __asm__("" : "+x"(v));
+  return v;
+}
+// The same before the next past is loaded. g++ would load all of them first, for which the
+// registers do not suffice.
+void add_past_term(quad_sum *sum, quad past, quad tap) {
+  add_term_14(sum, past, tap);
+#if !defined(__clang__)
+  __asm__ volatile("" : "+x"(*sum) : : "memory");
+#endif
+}
+// (v * w + 8192) >> 14
+quad rounded_products_14(quad v, quad w) {
+  const __m256i sum = _mm256_add_epi64(_mm256_mul_epi32(v, w), _mm256_set1_epi64x(8192));
+  return _mm256_srli_epi64(sum, 14);
+}
+quad shift_right_11(quad v) {
+  return _mm256_srai_epi32(v, 11);
+}
+
+#include "common/cascade_lanes.inc"
 #include "common/filter_lanes.inc"
 
 }  // namespace
 
-const filter_kernels kAvx2FilterKernels = {zero,   pole,  short_term, pitch,
-                                           energy, scale, codebook,   to_pcm};
+const filter_kernels kAvx2FilterKernels = {zero,  pole,     short_term, pitch, pitch_on, energy,
+                                           scale, codebook, codebooks,  noise, to_pcm,   lpc};
 
 }  // namespace kelp

@@ -138,20 +138,148 @@ using taps = lanes;
 taps make_taps(lanes a) {
   return a;
 }
-// (a_i * sample) >> 14 for a sample in all lanes.
-int32x4_t terms_14(int32x4_t sample, int32x4_t a) {
-  const int32x2_t low = vshrn_n_s64(vmull_s32(vget_low_s32(sample), vget_low_s32(a)), 14);
-  return vshrn_high_n_s64(low, vmull_high_s32(sample, a), 14);
+// (v * w) >> kShift
+template <int kShift>
+int32x4_t scaled(int32x4_t v, int32x4_t w) {
+  const int32x2_t low = vshrn_n_s64(vmull_s32(vget_low_s32(v), vget_low_s32(w)), kShift);
+  return vshrn_high_n_s64(low, vmull_high_s32(v, w), kShift);
 }
+template <int kShift>
+lanes scaled(lanes v, lanes w) {
+  return {scaled<kShift>(v.low, w.low), scaled<kShift>(v.high, w.high)};
+}
+// (a_i * sample) >> 14 for a sample in all lanes.
 lanes terms_14(lanes sample, taps a) {
-  return {terms_14(sample.low, a.low), terms_14(sample.high, a.high)};
+  return scaled<14>(sample, a);
 }
 
+// (v * factor) >> shift for a factor in all lanes.
+int32x4_t scaled_by(int32x4_t v, int32x4_t factor, int shift) {
+  const int64x2_t by = vdupq_n_s64(-shift);
+  const int64x2_t low = vshlq_s64(vmull_s32(vget_low_s32(v), vget_low_s32(factor)), by);
+  const int64x2_t high = vshlq_s64(vmull_high_s32(v, factor), by);
+  return vuzp1q_s32(vreinterpretq_s32_s64(low), vreinterpretq_s32_s64(high));
+}
+lanes scaled_by(lanes v, lanes factor, int shift) {
+  return {scaled_by(v.low, factor.low, shift), scaled_by(v.high, factor.low, shift)};
+}
+
+lanes sub(lanes a, lanes b) {
+  return {vsubq_s32(a.low, b.low), vsubq_s32(a.high, b.high)};
+}
+// The low words of the products.
+lanes multiply(lanes a, lanes b) {
+  return {vmulq_s32(a.low, b.low), vmulq_s32(a.high, b.high)};
+}
+lanes clamped(lanes v, int32_t most) {
+  const int32x4_t zeros = vdupq_n_s32(0), limit = vdupq_n_s32(most);
+  return {vmaxq_s32(vminq_s32(v.low, limit), zeros), vmaxq_s32(vminq_s32(v.high, limit), zeros)};
+}
+// Each word's low half with its sign.
+lanes low_16(lanes v) {
+  return {vmovl_s16(vmovn_s32(v.low)), vmovl_s16(vmovn_s32(v.high))};
+}
+// The first word four times, and the second.
+lanes spread_two(const int32_t *p) {
+  return {vdupq_n_s32(p[0]), vdupq_n_s32(p[1])};
+}
+halves spread_halves(int64_t value) {
+  const int64x2_t both = vdupq_n_s64(value);
+  return {{both, both, both, both}};
+}
+
+// Four words, and 64-bit sums of four.
+using quad = int32x4_t;
+struct quad_sum {
+  int64x2_t low, high;
+};
+constexpr int kQuadWords = 4;
+
+quad load_quad(const int32_t *p) {
+  return vld1q_s32(p);
+}
+void store_quad(int32_t *p, quad v) {
+  vst1q_s32(p, v);
+}
+// Four words that follow each other.
+quad load_packed(const int32_t *p) {
+  return vld1q_s32(p);
+}
+void store_packed(int32_t *p, quad v) {
+  vst1q_s32(p, v);
+}
+int32_t first_of(quad v) {
+  return vgetq_lane_s32(v, 0);
+}
+quad with_first(quad v, int32_t value) {
+  return vsetq_lane_s32(value, v, 0);
+}
+quad spread_quad(int32_t value) {
+  return vdupq_n_s32(value);
+}
+quad only_first(int32_t value) {
+  return vsetq_lane_s32(value, vdupq_n_s32(0), 0);
+}
+quad add(quad a, quad b) {
+  return vaddq_s32(a, b);
+}
+quad sub(quad a, quad b) {
+  return vsubq_s32(a, b);
+}
+// v in the filter's place, w in the others.
+quad chosen(short_term_filter filter, quad v, quad w) {
+  static constexpr int32_t kPlaces[4] = {0, 1, 2, 3};
+  return vbslq_s32(vceqq_s32(vld1q_s32(kPlaces), vdupq_n_s32(filter)), v, w);
+}
+// In each filter's place what it takes from the one before it, and in the first one's what the last
+// has given.
+quad hand_on(quad given) {
+  static_assert(kFormant == 0 && kZeros == 1 && kBright == 2 && kPoles == 3);
+  // Bytes of words 2, 0, 3 and 1.
+  static constexpr uint8_t kBytes[16] = {8, 9, 10, 11, 0, 1, 2, 3, 12, 13, 14, 15, 4, 5, 6, 7};
+  return vreinterpretq_s32_u8(vqtbl1q_u8(vreinterpretq_u8_s32(given), vld1q_u8(kBytes)));
+}
+// What the zeros take, what the others gave.
+quad with_zeros(quad given, quad taken) {
+  return vcopyq_laneq_s32(given, kZeros, taken, kZeros);
+}
+template <int kShift>
+quad term(quad v, quad w) {
+  return scaled<kShift>(v, w);
+}
+quad_sum first_term_14(quad v, quad w) {
+  return {vshrq_n_s64(vmull_s32(vget_low_s32(v), vget_low_s32(w)), 14),
+          vshrq_n_s64(vmull_high_s32(v, w), 14)};
+}
+void add_term_14(quad_sum *sum, quad v, quad w) {
+  sum->low = vsraq_n_s64(sum->low, vmull_s32(vget_low_s32(v), vget_low_s32(w)), 14);
+  sum->high = vsraq_n_s64(sum->high, vmull_high_s32(v, w), 14);
+}
+void add_past_term(quad_sum *sum, quad past, quad tap) {
+  add_term_14(sum, past, tap);
+}
+quad low_words(quad_sum sum) {
+  return vuzp1q_s32(vreinterpretq_s32_s64(sum.low), vreinterpretq_s32_s64(sum.high));
+}
+quad settled(quad v) {
+  __asm__("" : "+w"(v));
+  return v;
+}
+// (v * w + 8192) >> 14
+quad rounded_products_14(quad v, quad w) {
+  const int32x2_t low = vrshrn_n_s64(vmull_s32(vget_low_s32(v), vget_low_s32(w)), 14);
+  return vrshrn_high_n_s64(low, vmull_high_s32(v, w), 14);
+}
+quad shift_right_11(quad v) {
+  return vshrq_n_s32(v, 11);
+}
+
+#include "common/cascade_lanes.inc"
 #include "common/filter_lanes.inc"
 
 }  // namespace
 
-const filter_kernels kNeonFilterKernels = {zero,   pole,  short_term, pitch,
-                                           energy, scale, codebook,   to_pcm};
+const filter_kernels kNeonFilterKernels = {zero,  pole,     short_term, pitch, pitch_on, energy,
+                                           scale, codebook, codebooks,  noise, to_pcm,   lpc};
 
 }  // namespace kelp

@@ -1,14 +1,9 @@
 // Copyright 2026 The libkelp authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// Synthesis of one subframe: excitation, long-term synthesis, its smoothing, formant synthesis,
-// postfilter, gain control. Decoder and encoder run this one body; a policy names what differs:
-//
-//   kPitchRounding   how half-sample lags are rounded
-//   kMatchBits       bits kept by the gain that restores the energy after smoothing
-//   kControlBits     the same of the gain control
-//   kFirShift        Q format of the quarter-rate noise filter's taps
-//   kSmoothing, kPostfilter   false leaves a stage out, for measurements
+// Synthesis: excitation, long-term synthesis, its smoothing, formant synthesis, postfilter, gain
+// control, each over all subframes of a frame before the next. Decoder and encoder run this one
+// body; a policy names what differs.
 #ifndef KELP_COMMON_SYNTHESIS_H
 #define KELP_COMMON_SYNTHESIS_H
 
@@ -23,6 +18,15 @@
 #include "common/wrapping.h"
 
 namespace kelp {
+
+// What differs between those who synthesize.
+struct synthesis_policy {
+  pitch_rounding rounding;     // of half-sample lags
+  int match_bits;              // kept by the gain that restores the energy after smoothing
+  int control_bits;            // the same of the gain control
+  int fir_shift;               // Q format of the quarter-rate noise filter's taps
+  bool smoothing, postfilter;  // false leaves a stage out, for measurements
+};
 
 struct pitch_parameters {
   int32_t lag;       // samples
@@ -68,9 +72,9 @@ inline int32_t integer_sqrt(int64_t x) {
   const int zeros = std::countl_zero(static_cast<uint32_t>(x)) & ~1;
   const uint32_t normal = static_cast<uint32_t>(x) << zeros;
   const uint32_t guess = kRoots[(normal >> 24) - 64];
-  uint32_t root = (guess << 7) + (normal >> 9) / guess;
-  if (uint64_t{root} * root > normal) root--;
-  return static_cast<int32_t>(root >> (zeros / 2));
+  const uint32_t root = (guess << 7) + (normal >> 9) / guess;
+  const auto too_large = static_cast<uint32_t>(uint64_t{root} * root > normal);
+  return static_cast<int32_t>((root - too_large) >> (zeros / 2));
 }
 
 // Sum of squares of the samples. Wraps in 64 bits.
@@ -80,100 +84,58 @@ inline int64_t energy(const int32_t *x, int n) {
   return sum;
 }
 
-// The energy of samples shifted left by `up` bits, from their own. Wraps as well.
-inline int64_t energy_shifted_up(int64_t energy, int up) {
-  return wrap_mul64(energy, int64_t{1} << (2 * up));
+inline constexpr int kMostSubframes = 8;
+
+// What a frame is made from.
+struct synthesis_parameters {
+  int32_t rate;
+  int subframes, n, c;  // subframes of n samples (20 or 40), in c codebook subframes each
+  int sets;             // of prediction coefficients: one for all subframes, or one for each
+  coefficient_sets lpc_q14;
+  pitch_parameters pitch[kMostSubframes];
+  codebook_record records[16];  // c for each subframe; the first one's seed is advanced
+};
+
+// A whole frame's subframes, and whether each has its own coefficients.
+inline void set_shape(synthesis_parameters *frame, int32_t rate, int subframes, int c, int sets) {
+  frame->rate = rate;
+  frame->subframes = subframes;
+  frame->n = KELP_FRAME_SAMPLES / subframes;
+  frame->c = c;
+  frame->sets = sets;
 }
 
-template <typename Policy>
-void run_pitch_filter(const filter_kernels &kernels, pitch_filter *filter, const int32_t *x, int n,
-                      int32_t *y) {
-  kernels.pitch(x, filter->lag, filter->gain_q3, filter->fraction, Policy::kPitchRounding,
-                filter->history, n, true, y);
-}
+// A frame's samples, and in front of them the history of the long-term filter at work.
+struct synthesis_buffer {
+  static_assert(kRoomBefore >= kPitchHistory && kRoomBefore % 8 == 0);
+  alignas(32) int32_t words[kRoomBefore + KELP_FRAME_SAMPLES + kRoomBehind];
 
-// Replaces p by its smoothed form, brought back to the energy of p.
-template <typename Policy>
-void smooth_pitch(synthesis_state *state, int n, int32_t *p) {
-  int32_t q[kMaxSubframe];
-  const int16_t gain_q3 = state->pitch.gain_q3;
-  state->smoothing.lag = state->pitch.lag;
-  state->smoothing.fraction = state->pitch.fraction;
-  state->smoothing.gain_q3 = static_cast<int16_t>(gain_q3 > 8 ? 4 : gain_q3 >> 1);
-  const filter_kernels &kernels = *state->kernels;
-  run_pitch_filter<Policy>(kernels, &state->smoothing, p, n, q);
+  int32_t *samples() { return words + kRoomBefore; }
+};
 
-  const int64_t wanted = energy_shifted_up(kernels.energy(p, n, 0), Policy::kMatchBits);
-  const int64_t smoothed = kernels.energy(q, n, 6);
-  const int32_t gain = wanted != 0 && smoothed != 0 ? integer_sqrt(wanted / smoothed) : 0;
-  kernels.scale(q, n, 6, gain, Policy::kMatchBits, p);
-}
+// The frame into the buffer's samples, Q12.
+void synthesize_frame(const synthesis_policy &policy, synthesis_state *state,
+                      synthesis_parameters *frame, synthesis_buffer *buffer);
 
-// Formant synthesis from p into y; A(z / 0.625) / A(z / 0.775) and the last stage from there take
-// p's place.
-inline void synthesize_and_postfilter(synthesis_state *state, const int32_t *a, int32_t *p, int n,
-                                      int32_t *y) {
-  constexpr int32_t kPole_q14[kLpcOrder] = {12697, 9839, 7624, 5908, 4578,
-                                            3547,  2748, 2129, 1649, 1277};
-  constexpr int32_t kZero_q14[kLpcOrder] = {10240, 6400, 4000, 2500, 1562, 976, 610, 381, 238, 148};
-  int32_t pole[kLpcOrder];
-  int32_t zero[kLpcOrder];
-  for (int i = 0; i < kLpcOrder; i++) {
-    pole[i] = low32((product(a[i], kPole_q14[i]) + 8192) >> 14);
-    zero[i] = low32((8192 - product(a[i], kZero_q14[i])) >> 14);
-  }
-  state->kernels->short_term(p,
-                             {a, zero, pole, state->formant, state->post_pole,
-                              state->last_stage.coefficient_q14, &state->last_stage.memory},
-                             n, y, p);
-}
-
-// Brings f to the level of y, which it replaces. One gain serves the subframe.
-template <typename Policy>
-void control_gain(synthesis_state *state, const int32_t *f, int n, int32_t *y) {
-  const filter_kernels &kernels = *state->kernels;
-  const int64_t wanted = energy_shifted_up(kernels.energy(y, n, 0), Policy::kControlBits);
-  const int64_t filtered = kernels.energy(f, n, 8);
-  if (wanted != 0 && filtered != 0) {
-    const int64_t ratio = integer_sqrt(wanted / filtered);
-    const int64_t sum = state->control_gain_q14 * 15360 + (ratio << (16 - Policy::kControlBits));
-    state->control_gain_q14 = static_cast<int16_t>(sum >> 14);
-  }
-  kernels.scale(f, n, 8, state->control_gain_q14, 6, y);
-}
-
-// One subframe.
+// One subframe by itself.
 //   records  one per codebook subframe; the first one's seed is advanced at rates 1 and 2
 //   weighted memory of the weighted filter: long-term synthesis and that filter only, to keep their
 //            memories for the encoder's search; null: all of it
 //   output   n samples, Q12; not touched with `weighted`
 //   n, c     samples (20 or 40, with `weighted` 10 too) and codebook subframes in them
-template <typename Policy>
-void synthesize_subframe(int32_t rate, synthesis_state *state,
+void synthesize_subframe(const synthesis_policy &policy, int32_t rate, synthesis_state *state,
                          const subframe_coefficients &coefficients, const pitch_parameters &pitch,
                          codebook_record *records, int32_t *weighted, int32_t *output, int n,
-                         int c) {
-  const filter_kernels &kernels = *state->kernels;
-  int32_t p[kMaxSubframe];
-  make_excitation(kernels, rate, records, &state->noise_fir, Policy::kFirShift, n, c, p);
+                         int c);
 
-  state->pitch.lag = pitch.lag;
-  state->pitch.fraction = pitch.fraction;
-  state->pitch.gain_q3 = pitch.gain_q3;
-  run_pitch_filter<Policy>(kernels, &state->pitch, p, n, p);
-
-  if (weighted != nullptr) {
-    kernels.pole(p, weighted, coefficients.weighted, n, true, p);
-    return;
-  }
-
-  if constexpr (Policy::kSmoothing) smooth_pitch<Policy>(state, n, p);
-  if constexpr (Policy::kPostfilter) {
-    synthesize_and_postfilter(state, coefficients.expanded, p, n, output);
-    control_gain<Policy>(state, p, n, output);
-  } else {
-    kernels.pole(p, state->formant, coefficients.expanded, n, true, output);
-  }
+// The same with a policy of constants.
+template <typename Policy>
+inline constexpr synthesis_policy kPolicy = {Policy::kPitchRounding, Policy::kMatchBits,
+                                             Policy::kControlBits,   Policy::kFirShift,
+                                             Policy::kSmoothing,     Policy::kPostfilter};
+template <typename Policy, typename... Arguments>
+void synthesize_subframe(const Arguments &...arguments) {
+  synthesize_subframe(kPolicy<Policy>, arguments...);
 }
 
 }  // namespace kelp

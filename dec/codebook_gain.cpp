@@ -36,9 +36,10 @@ void kelp_unpack_codebook(const kelpd_frame_params &params, codebook_record *rec
     const int k = params.rate == KELP_RATE_FULL ? c + 4 * p : c + p;
     record.gain_code = static_cast<int32_t>(codes.cb_gain[k]);
     record.sign = static_cast<int32_t>(codes.cb_sign[k]);
-    // A negative gain's index travels turned by 89 of 128; turn it on to where it was.
-    record.index =
-        static_cast<int32_t>(record.sign == 1 ? (codes.cb_idx[k] + 39) % 128 : codes.cb_idx[k]);
+    // A negative gain's index travels turned by 89 of 128; turn it on to where it was. No branches
+    // here and where the gain is given its sign: nothing predicts a sign.
+    const int32_t turn = 39 & -static_cast<int32_t>(record.sign == 1);
+    record.index = (static_cast<int32_t>(codes.cb_idx[k]) + turn) & 127;
   }
 }
 
@@ -50,7 +51,23 @@ void kelp_iq_gain(uint32_t rate, codebook_record *record, int c, gain_memory *ga
   if (predicted) index += predict_gain_index(*gains) - 6;
   remember(gains, index);
   const int32_t gain = codebook_gain_q16(index);
-  record->gain_q16 = record->sign != 0 ? -gain : gain;
+  const int32_t negative = -static_cast<int32_t>(record->sign != 0);
+  record->gain_q16 = (gain ^ negative) - negative;
+}
+
+void decode_codebook(const kelpd_frame_params &params, codebook_record *records,
+                     gain_memory *gains) {
+  const auto rate = static_cast<int32_t>(params.rate);
+  const int per_pitch_subframe = kelp_tbl_cb_sf[rate] / kelp_tbl_pitch_sf[rate];
+  gain_memory memory = *gains;  // a copy stays in registers
+  for (int p = 0; p < 4; p++) {
+    for (int c = 0; c < per_pitch_subframe; c++) {
+      kelp_unpack_codebook(params, records, p, c);
+      kelp_iq_gain(params.rate, &records[c], c, &memory);
+    }
+    records += per_pitch_subframe;
+  }
+  *gains = memory;
 }
 
 int32_t kelp_iq_gain_8th(int32_t *gain_q16, uint32_t code, gain_memory *gains) {

@@ -15,7 +15,6 @@ namespace kelp {
 namespace {
 
 constexpr int kMaxErasureCount = 3;
-constexpr int kSubframe = 40;
 
 // The decayed LSPs, spaced and smoothed; prediction coefficients for the whole frame.
 void conceal_lsps(decoder_scratch *frame) {
@@ -28,14 +27,9 @@ void conceal_lsps(decoder_scratch *frame) {
   }
   space_lsps(lsp);
 
-  int32_t lsp_q15[kLpcOrder];
-  for (int i = 0; i < kLpcOrder; i++) {
-    const int32_t sum = 7 * state->previous_lsp[i] + lsp[i];
-    frame->lsp[i] = sum >> 3;
-    lsp_q15[i] = sum >> 4;
-  }
-  kelpd_lsp_to_lpc(lsp_q15, frame->coefficients[0].expanded);
-  expand_bandwidth(frame->coefficients[0].expanded);
+  constexpr int16_t kOneEighth[kSets] = {1, 1, 1, 1};
+  for (int i = 0; i < kLpcOrder; i++) frame->lsp[i] = (7 * state->previous_lsp[i] + lsp[i]) >> 3;
+  state->synthesis.kernels->lpc(state->previous_lsp, lsp, kOneEighth, &frame->synthesis.lpc_q14);
 }
 
 // The last subframe's pitch, its gain capped lower with every loss.
@@ -62,9 +56,9 @@ int32_t conceal_gain(decoder_state *state) {
 
 int32_t conceal_frame(decoder_scratch *frame) {
   decoder_state *const state = frame->state;
-  codebook_record &record = frame->records[0];
+  synthesis_parameters &synthesis = frame->synthesis;
   conceal_lsps(frame);
-  frame->pitch = conceal_pitch(*state);
+  std::fill_n(synthesis.pitch, 4, conceal_pitch(*state));
 
   const int32_t old_gain = state->previous_gain_q16;
   const int32_t new_gain = (old_gain + conceal_gain(state)) >> 1;
@@ -72,16 +66,16 @@ int32_t conceal_frame(decoder_scratch *frame) {
                            (6 * new_gain + 2 * old_gain) >> 3, new_gain};
 
   // Every concealed frame starts from seed 0.
-  record.seed = static_cast<int32_t>(next_seed(0));
-  int32_t position = record.seed & 127;
+  auto position = static_cast<int32_t>(next_seed(0) & 127);
   for (int k = 0; k < 4; k++) {
-    record.gain_q16 = ramp[k];
-    record.index = position;
-    decode_subframe(frame, KELP_RATE_FULL, 0, k * kSubframe, kSubframe, 1);
+    synthesis.records[k].gain_q16 = ramp[k];
+    synthesis.records[k].index = position;
     position = (position + 88) % 128;
   }
+  set_shape(&synthesis, KELP_RATE_FULL, 4, 1, 1);
+  kelpd_cmn_dec(frame);
 
-  state->previous_gain_q16 = std::abs(record.gain_q16);
+  state->previous_gain_q16 = std::abs(new_gain);
   state->erasure_count = std::min(state->erasure_count + 1, kMaxErasureCount);
   frame->params.rate = KELP_RATE_ERASURE;
   return KELP_OK;

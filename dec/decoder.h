@@ -19,14 +19,15 @@ int32_t kelpd_dec(void *handle, void *packet, void *audio, void *info);
 // Fills the frame from the state alone: a lost packet, or one whose LSPs are unusable. Returns 0.
 int32_t conceal_frame(decoder_scratch *frame);
 
-// One subframe of frame->coefficients[set], frame->pitch and frame->records into frame->pcm: n
-// samples from `start` on, in c codebook subframes.
-void decode_subframe(decoder_scratch *frame, int32_t rate, int set, int start, int n, int c);
+inline constexpr synthesis_policy kDecoderSynthesis = {.rounding = pitch_rounding::each_term,
+                                                       .match_bits = 1,
+                                                       .control_bits = 1,
+                                                       .fir_shift = 14,
+                                                       .smoothing = true,
+                                                       .postfilter = true};
 
-// One subframe of synthesis, see common/synthesis.h. `output` is Q12. Returns 0.
-int32_t kelpd_cmn_dec(int32_t rate, decoder_state *state, const subframe_coefficients &coefficients,
-                      const pitch_parameters &pitch, codebook_record *records, int32_t *output,
-                      int n, int c);
+// The frame that frame->synthesis describes, into frame->pcm. Returns 0.
+int32_t kelpd_cmn_dec(decoder_scratch *frame);
 
 }  // namespace kelp
 

@@ -36,10 +36,8 @@ struct decoder_scratch {
   decoder_state *state;
   kelpd_frame_params params;
   int32_t lsp[kLpcOrder];  // Q16
-  subframe_coefficients coefficients[4];
-  codebook_record records[5];  // of one pitch subframe; quarter rate has five gains
-  pitch_parameters pitch;
-  int16_t pcm[KELP_FRAME_SAMPLES];
+  synthesis_parameters synthesis;
+  int16_t *pcm;  // the caller's
 };
 
 struct decoder_handle {

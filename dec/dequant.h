@@ -35,15 +35,6 @@ int32_t kelpd_iq_lpc(const kelpd_frame_params &params, decoder_state *state,
 void iq_lsp_8th(const uint32_t lsp_bit[kLpcOrder], const decoder_state &state,
                 int32_t memory[kLpcOrder], int32_t lsp[kLpcOrder]);
 
-// One set of prediction coefficients per interpolation subframe of the rate: 1 at eighth rate, else
-// 4. `mode` 0 fills the weighted sets too, with powers of `factor_q14`. Returns 0.
-int32_t kelpd_lpc_convert(int mode, uint32_t rate, const int32_t previous_lsp[kLpcOrder],
-                          const int32_t lsp[kLpcOrder], subframe_coefficients sets[4],
-                          int16_t factor_q14);
-
-// Interpolated LSPs (Q15 of the sampling rate, 0 .. 16383) to prediction coefficients.
-void kelpd_lsp_to_lpc(const int32_t lsp_q15[kLpcOrder], int32_t lpc_q14[kLpcOrder]);
-
 // The current pitch subframe's lag, fraction and gain. 0, or KELP_ERR_ARGUMENT for a code out of
 // range, with nothing written.
 int32_t kelpd_iq_pitch_lag_gain(const kelpd_frame_params &params, pitch_parameters *pitch);
@@ -53,6 +44,10 @@ void kelp_unpack_codebook(const kelpd_frame_params &params, codebook_record *rec
 
 // The record's signed gain; c is its number within the pitch subframe.
 void kelp_iq_gain(uint32_t rate, codebook_record *record, int c, gain_memory *gains);
+
+// Both for all codebook subframes of a frame at half or full rate.
+void decode_codebook(const kelpd_frame_params &params, codebook_record *records,
+                     gain_memory *gains);
 
 // The unsigned gain of an eighth-rate frame. 0, or KELP_ERR_ARGUMENT for a code above 3, with
 // nothing changed.

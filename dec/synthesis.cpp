@@ -1,29 +1,16 @@
 // Copyright 2026 The libkelp authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// The shared synthesis with the decoder's roundings.
+// The shared synthesis with the decoder's roundings, and its samples in 16 bits.
 
 #include "dec/decoder.h"
 
 namespace kelp {
-namespace {
-
-struct decoder_synthesis {
-  static constexpr pitch_rounding kPitchRounding = pitch_rounding::each_term;
-  static constexpr int kMatchBits = 1;
-  static constexpr int kControlBits = 1;
-  static constexpr int kFirShift = 14;
-  static constexpr bool kSmoothing = true;
-  static constexpr bool kPostfilter = true;
-};
-
-}  // namespace
-
-int32_t kelpd_cmn_dec(int32_t rate, decoder_state *state, const subframe_coefficients &coefficients,
-                      const pitch_parameters &pitch, codebook_record *records, int32_t *output,
-                      int n, int c) {
-  synthesize_subframe<decoder_synthesis>(rate, &state->synthesis, coefficients, pitch, records,
-                                         nullptr, output, n, c);
+int32_t kelpd_cmn_dec(decoder_scratch *frame) {
+  synthesis_state *const state = &frame->state->synthesis;
+  synthesis_buffer buffer;
+  synthesize_frame(kDecoderSynthesis, state, &frame->synthesis, &buffer);
+  state->kernels->to_pcm(buffer.samples(), KELP_FRAME_SAMPLES, frame->pcm);
   return KELP_OK;
 }
 

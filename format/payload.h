@@ -50,6 +50,18 @@ struct payload_piece {
 // The pieces of a rate's payload in packet order, its padding left out; empty for other codes.
 std::span<const payload_piece> payload_layout(uint32_t rate);
 
+// The same run of bits in a whole packet: eight bytes from `byte` on, the first of them highest (in
+// an eighth-rate packet its four and zeros), shifted right and masked, are bits of word `word` of
+// the codes.
+struct payload_place {
+  uint8_t byte, shift, mask, word;
+};
+struct payload_places {
+  payload_place check;  // its mask is 0 where there is none
+  std::span<const payload_place> codes;
+};
+payload_places places_in_packet(uint32_t rate);
+
 // Where each field of the codes starts.
 inline constexpr uint16_t kFieldOffset[] = {
     offsetof(payload_codes, lsp_bit),    offsetof(payload_codes, lsp_idx),

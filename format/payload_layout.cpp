@@ -4,6 +4,8 @@
 // Where each code stands in the packet. The order follows the standard's interleaving, which
 // spreads a code's bits so that a burst of errors hurts several codes a little.
 
+#include <algorithm>
+
 #include "format/payload.h"
 
 namespace kelp {
@@ -63,13 +65,59 @@ constexpr payload_piece kEighthRate[] = {
     {filler, 3, 0, 1}, {lsp_bit, 9, 0, 1}, {cb_gain, 0, 0, 2}, {check, 0, 0, 4},
 };
 
-consteval int bits(std::span<const payload_piece> layout) {
+constexpr int bits(std::span<const payload_piece> layout) {
   int sum = 0;
   for (const payload_piece &piece : layout) sum += piece.width;
   return sum;
 }
 static_assert(bits(kFullRate) == 266 && bits(kHalfRate) == 124);
 static_assert(bits(kQuarterRate) == 54 && bits(kEighthRate) == 20);
+
+// The same from where the bits are found in a whole packet.
+template <size_t kPieces>
+struct place_table {
+  payload_place check;
+  size_t count;
+  payload_place codes[kPieces];
+};
+
+template <size_t kPieces>
+consteval place_table<kPieces> find_places(const payload_piece (&layout)[kPieces]) {
+  const int packet_bytes = (8 + bits(layout) + 7) / 8;
+  place_table<kPieces> table{};
+  int at = 8;  // behind the rate byte
+  for (const payload_piece &piece : layout) {
+    const int byte = std::min(at / 8, std::max(packet_bytes - 8, 0));
+    const int shift = 64 - (at - 8 * byte) - piece.width - piece.low;
+    const payload_place place = {static_cast<uint8_t>(byte), static_cast<uint8_t>(shift),
+                                 static_cast<uint8_t>(((1 << piece.width) - 1) << piece.low), 0};
+    if (piece.field == check) table.check = place;
+    if (piece.field < filler) {
+      payload_place &code = table.codes[table.count++];
+      code = place;
+      const size_t offset = kFieldOffset[static_cast<size_t>(piece.field)];
+      code.word = static_cast<uint8_t>(offset / sizeof(uint32_t) + piece.index);
+    }
+    at += piece.width;
+  }
+  return table;
+}
+constexpr auto kFullRatePlaces = find_places(kFullRate);
+constexpr auto kHalfRatePlaces = find_places(kHalfRate);
+constexpr auto kQuarterRatePlaces = find_places(kQuarterRate);
+constexpr auto kEighthRatePlaces = find_places(kEighthRate);
+
+// A shift below 0, that of upper bits at a packet's very end, would be above 63 here.
+consteval bool shifts_right(const auto &table) {
+  return std::all_of(table.codes, table.codes + table.count,
+                     [](const payload_place &place) { return place.shift < 64; });
+}
+static_assert(shifts_right(kFullRatePlaces) && shifts_right(kHalfRatePlaces));
+static_assert(shifts_right(kQuarterRatePlaces) && shifts_right(kEighthRatePlaces));
+
+constexpr payload_places places(const auto &table) {
+  return {table.check, {table.codes, table.count}};
+}
 
 }  // namespace
 
@@ -79,6 +127,16 @@ std::span<const payload_piece> payload_layout(uint32_t rate) {
     case KELP_RATE_QUARTER: return kQuarterRate;
     case KELP_RATE_HALF: return kHalfRate;
     case KELP_RATE_FULL: return kFullRate;
+    default: return {};
+  }
+}
+
+payload_places places_in_packet(uint32_t rate) {
+  switch (rate) {
+    case KELP_RATE_EIGHTH: return places(kEighthRatePlaces);
+    case KELP_RATE_QUARTER: return places(kQuarterRatePlaces);
+    case KELP_RATE_HALF: return places(kHalfRatePlaces);
+    case KELP_RATE_FULL: return places(kFullRatePlaces);
     default: return {};
   }
 }

@@ -3,6 +3,12 @@
 
 #include "format/unpack.h"
 
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "common/bit_stream.h"
+
 namespace kelp {
 
 namespace {
@@ -44,9 +50,47 @@ class piece_reader {
   int32_t count_;
 };
 
+// Eight bytes, the first of them highest.
+uint64_t eight_bytes(const uint8_t *p) {
+  uint64_t value = 0;
+  std::memcpy(&value, p, sizeof value);
+  return std::endian::native == std::endian::little ? __builtin_bswap64(value) : value;
+}
+
+// Reads a packet that is whole and passes its check, as nearly all do, with its padding. False when
+// it is another one, with nothing read.
+bool unpack_whole(kcmn_bsr_state *reader, kelpd_frame_params *params) {
+  if (reader->count != 0 || reader->refill != kcmn_bsr_flush || bytes_left(reader) < 1)
+    return false;
+  const uint8_t *packet = reader->cur;
+  const uint8_t rate = packet[0];
+  const int32_t size = kelp_packet_bytes(rate);
+  if (bytes_left(reader) < size) return false;
+  uint8_t padded[8] = {};
+  if (size < 8) {
+    std::copy_n(packet, size, padded);
+    packet = padded;
+  }
+  const auto code = [=](const payload_place &place) {
+    return static_cast<uint32_t>(eight_bytes(packet + place.byte) >> place.shift) & place.mask;
+  };
+  const payload_places places = places_in_packet(rate);
+  if (places.codes.empty() || code(places.check) != 0) return false;
+
+  reader->cur += size;
+  params->rate = rate;
+  if (rate == KELP_RATE_EIGHTH) params->seed = packet[1] * 256U + packet[2];
+  auto *const words = reinterpret_cast<char *>(&params->codes);
+  for (const payload_place &place : places.codes) {
+    reinterpret_cast<uint32_t *>(words)[place.word] |= code(place);
+  }
+  return true;
+}
+
 }  // namespace
 
 int32_t kelpd_unpack(kcmn_bsr_state *reader, kelpd_frame_params *params) {
+  if (unpack_whole(reader, params)) return 0;
   params->rate = kcmn_bsr_read(reader, 8);
   if (params->rate == KELP_RATE_EIGHTH) params->seed = kcmn_bsr_peek(reader, 16);
 

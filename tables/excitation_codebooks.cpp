@@ -3,11 +3,20 @@
 //
 // The two circular codebooks of the excitation, Q13.
 
+#include "tables/excitation_codebooks.h"
+
+#include <array>
+#include <cstddef>
+
 #include "kelp.h"
+
+namespace {
+
+using values = std::array<int16_t, 128>;
 
 // Noise for full rate: values of two decimals times 8192, not rounded throughout, so
 // these values are the definition.
-const int16_t kelp_tbl_cb[128] = {
+constexpr values kFullRate = {
     // clang-format off
     819, -5324, -4833, 983, 9011, 2785, -10977, 12861,
     8519, -6881, -2785, -9420, 1884, -8273, 245, 3686,
@@ -29,7 +38,7 @@ const int16_t kelp_tbl_cb[128] = {
 };
 
 // Sparse pulses for half rate.
-const int16_t kelp_tbl_cb_half[128] = {
+constexpr values kHalfRate = {
     // clang-format off
     0, -16384, 0, -12288, 0, 0, 0, 0,
     0, 0, 0, 0, 0, 0, 0, 0,
@@ -49,3 +58,22 @@ const int16_t kelp_tbl_cb_half[128] = {
     0, 0, 0, 0, 0, 0, 0, 0,
     // clang-format on
 };
+
+consteval kelp::circular_codebook go_round(const values &from) {
+  kelp::circular_codebook codebook{};
+  for (std::size_t k = 0; k < codebook.size(); k++) codebook[k] = from[k % from.size()];
+  return codebook;
+}
+
+}  // namespace
+
+constexpr kelp::circular_codebook kelp::kFullRateCodebook = go_round(kFullRate);
+constexpr kelp::circular_codebook kelp::kHalfRateCodebook = go_round(kHalfRate);
+
+// As in gain_tables.cpp: arrays under the public names, aligned as plain ones.
+extern "C" {
+alignas(16) extern constexpr values kelp_full_rate_values = kFullRate;
+alignas(16) extern constexpr values kelp_half_rate_values = kHalfRate;
+[[gnu::alias("kelp_full_rate_values")]] extern const int16_t kelp_tbl_cb[128];
+[[gnu::alias("kelp_half_rate_values")]] extern const int16_t kelp_tbl_cb_half[128];
+}

@@ -10,23 +10,13 @@
 #include "dec/decoder.h"
 #include "tests/speech.h"
 
-namespace {
-
-struct bare_synthesis {
-  static constexpr kelp::pitch_rounding kPitchRounding = kelp::pitch_rounding::each_term;
-  static constexpr int kFirShift = 14;
-  static constexpr bool kSmoothing = false;
-  static constexpr bool kPostfilter = false;
-};
-
-}  // namespace
-
-int32_t kelp::kelpd_cmn_dec(int32_t rate, decoder_state *state,
-                            const subframe_coefficients &coefficients,
-                            const pitch_parameters &pitch, codebook_record *records,
-                            int32_t *output, int n, int c) {
-  synthesize_subframe<bare_synthesis>(rate, &state->synthesis, coefficients, pitch, records,
-                                      nullptr, output, n, c);
+int32_t kelp::kelpd_cmn_dec(decoder_scratch *frame) {
+  synthesis_policy bare = kDecoderSynthesis;
+  bare.smoothing = bare.postfilter = false;
+  synthesis_state *const state = &frame->state->synthesis;
+  synthesis_buffer buffer;
+  synthesize_frame(bare, state, &frame->synthesis, &buffer);
+  state->kernels->to_pcm(buffer.samples(), KELP_FRAME_SAMPLES, frame->pcm);
   return KELP_OK;
 }
 

@@ -63,8 +63,8 @@ TEST(Decoder, LossesFadeAndRecover) {
   }
   class decoder fresh;
   fresh.decode(kLost);
-  EXPECT_EQ(fresh.state().previous_gain_q16, 32768);           // half of 0 dB's 65536
-  EXPECT_EQ(fresh.internals().scratch->records[0].index, 11);  // after 3, 91 and 51
+  EXPECT_EQ(fresh.state().previous_gain_q16, 32768);                     // half of 0 dB's 65536
+  EXPECT_EQ(fresh.internals().scratch->synthesis.records[3].index, 11);  // after 3, 91 and 51
 }
 
 // However a frame is lost, what is heard is the same, and what follows too.

@@ -225,7 +225,8 @@ TEST(LocalDecoder, FollowsTheDecoder) {
     int32_t a[40], b[40];
     constexpr auto kNormal = synthesis_mode::normal;
     kelpe_cmn_dec(rate, &state, coefficients, pitch, records[0], a, kNormal, 40, c);
-    kelpd_cmn_dec(rate, &decoder.state(), coefficients, pitch, records[1], b, 40, c);
+    synthesize_subframe(kDecoderSynthesis, rate, &decoder.state().synthesis, coefficients, pitch,
+                        records[1], nullptr, b, 40, c);
     for (int k = 0; k < 40; k++) {
       signal += std::pow(b[k], 2);
       error += std::pow(1.0 * a[k] - b[k], 2);

@@ -6,6 +6,7 @@
 
 #include "common/filter_kernels.h"
 
+#include "tables/excitation_codebooks.h"
 #include "tests/support.h"
 
 using namespace kelp;
@@ -75,7 +76,6 @@ TEST(FilterKernels, TenthOrder) {
     trial t(seed);
     const int n = t.length(kMaxRun);
     const words memory = numbers(&t.random, kLpcOrder), a = numbers(&t.random, kLpcOrder);
-    const auto c = static_cast<int32_t>(t.random.next()) >> t.random.below(20);
     for (const auto filter : {&filter_kernels::zero, &filter_kernels::pole}) {
       compare([&](const filter_kernels &kernels) {
         return t.blocks(n,
@@ -85,26 +85,41 @@ TEST(FilterKernels, TenthOrder) {
                         {kLpcOrder, memory});
       });
     }
-    // All three of them.
-    const int m = std::min(n, kMaxSubframe);
-    const words b = numbers(&t.random, kLpcOrder), wider = numbers(&t.random, kMaxRun);
-    const bool own = t.in_place || t.update;  // the last output has a place of its own
+  }
+}
+
+TEST(FilterKernels, ShortTerm) {
+  for (uint64_t seed = 0; seed < 500; seed++) {
+    trial t(seed);
+    const int subframes = t.random.between(1, kSets), n = t.random.between(10, 160 / subframes);
+    const int sets = t.random.below(2) ? subframes : 1;
+    coefficient_sets lpc;
+    int32_t weights[kLpcOrder][4];
+    for (auto &row : lpc) std::copy_n(numbers(&t.random, kSets).data(), kSets, row);
+    for (auto &row : weights) {
+      row[kFormant] = 1 << 14;
+      row[kZeros] = t.random.between(-(1 << 14), 0);
+      row[kBright] = 0;
+      row[kPoles] = t.random.between(0, 1 << 14);
+    }
+    const words formant = numbers(&t.random, kLpcOrder), poles = numbers(&t.random, kLpcOrder);
+    const auto bright = static_cast<int32_t>(t.random.next()) >> t.random.below(20);
     compare([&](const filter_kernels &kernels) {
-      guarded second(m, wider), poles(kLpcOrder, b);
-      int32_t last = memory[3];
-      words all =
-          t.blocks(m,
-                   [&](const int32_t *in, int32_t *past, int32_t *out) {
-                     kernels.short_term(
-                         in, {a.data(), memory.data(), b.data(), past, poles.data(), c, &last}, m,
-                         out, own ? second.data() : const_cast<int32_t *>(in));
-                   },
-                   {kLpcOrder, memory});
-      all.push_back(last);
-      for (const guarded<> *more : {&second, &poles}) {
-        all.insert(all.end(), more->block.begin(), more->block.end());
+      guarded block(kRoomBefore + subframes * n + kRoomBehind,
+                    words(kRoomBefore + kMaxRun + kRoomBehind));
+      int32_t *const x = block.data() + kRoomBefore;
+      std::copy_n(t.x.data(), subframes * n, x);
+      guarded first(kLpcOrder, formant), second(kLpcOrder, poles);
+      int32_t last = t.x[3];
+      std::vector<int64_t> result(static_cast<size_t>(subframes));
+      kernels.short_term(x, {&lpc, weights, first.data(), second.data(), bright, &last}, subframes,
+                         n, sets, result.data());
+      result.insert(result.end(), {last, block.block.front(), block.block.back()});
+      result.insert(result.end(), x, x + subframes * n);
+      for (const guarded<> *more : {&first, &second}) {
+        result.insert(result.end(), more->block.begin(), more->block.end());
       }
-      return all;
+      return result;
     });
   }
 }
@@ -126,6 +141,13 @@ TEST(FilterKernels, Pitch) {
                           },
                           {kPitchHistory, history});
         });
+        compare([&](const filter_kernels &kernels) {
+          words both = history;
+          both.insert(both.end(), t.x.begin(), t.x.begin() + n);
+          guarded block(kPitchHistory + n, both);
+          kernels.pitch_on(block.data() + kPitchHistory, lag, gain, fraction, rounding, n);
+          return block.block;
+        });
       }
     }
   }
@@ -137,7 +159,6 @@ TEST(FilterKernels, Levels) {
     const int n = t.length(kMaxRun);
     const int down = t.random.between(0, 8), shift = t.random.between(0, 6);
     const auto gain = static_cast<int32_t>(t.random.next()) >> t.random.below(31);
-    const int32_t index = t.random.between(0, 127);
     compare([&](const filter_kernels &kernels) { return kernels.energy(t.x.data(), n, down); });
     compare([&](const filter_kernels &kernels) {
       return t.blocks(n, [&](const int32_t *in, int32_t *, int32_t *out) {
@@ -145,15 +166,57 @@ TEST(FilterKernels, Levels) {
       });
     });
     compare([&](const filter_kernels &kernels) {
-      return t.blocks(n, [&](const int32_t *, int32_t *, int32_t *out) {
-        kernels.codebook(kelp_tbl_cb, index, gain, n, out);
-      });
-    });
-    compare([&](const filter_kernels &kernels) {
       guarded in(n, t.x);
       guarded<int16_t> pcm(n, t.x);
       kernels.to_pcm(in.data(), n, pcm.data());
       return pcm.block;
+    });
+  }
+}
+
+TEST(FilterKernels, Excitation) {
+  for (uint64_t seed = 0; seed < 500; seed++) {
+    trial t(seed);
+    const int c = t.random.between(1, 4), m = t.length(kMaxSubframe);
+    codebook_record records[4];
+    for (codebook_record &record : records) {
+      record.gain_q16 = static_cast<int32_t>(t.random.next()) >> t.random.below(31);
+      record.index = t.random.between(0, 127);
+      record.seed = static_cast<int32_t>(t.random.next()) >> t.random.below(31);
+    }
+    const auto &codebook = t.update ? kFullRateCodebook : kHalfRateCodebook;
+    compare([&](const filter_kernels &kernels) {
+      guarded out(c * m, t.x);
+      kernels.codebooks(codebook.data(), records, m, c, out.data());
+      return out.block;
+    });
+    compare([&](const filter_kernels &kernels) {
+      guarded out(m, t.x);
+      kernels.codebook(kelp_tbl_cb, records[0].index, records[0].gain_q16, m, out.data());
+      return out.block;
+    });
+    compare([&](const filter_kernels &kernels) {
+      guarded out(m, t.x);
+      out.block.push_back(kernels.noise(records[0].seed, records[0].gain_q16, m, out.data()));
+      return out.block;
+    });
+  }
+}
+
+TEST(FilterKernels, Lpc) {
+  for (uint64_t seed = 0; seed < 2000; seed++) {
+    trial t(seed);
+    int32_t lsp[2][kLpcOrder];
+    for (auto &set : lsp) {
+      for (int32_t &one : set) one = t.random.between(0, 32767);
+      if (t.random.below(4) == 0) set[t.random.below(kLpcOrder)] = t.x[0];
+    }
+    const int16_t *const weights = tbl_lsp_interp[t.random.below(5)];
+    compare([&](const filter_kernels &kernels) {
+      coefficient_sets sets[2];  // the second a guard
+      std::fill_n(&sets[0][0][0], 2 * kLpcOrder * kSets, kGuard);
+      kernels.lpc(lsp[0], lsp[1], weights, &sets[0]);
+      return words(&sets[0][0][0], &sets[0][0][0] + 2 * kLpcOrder * kSets);
     });
   }
 }

@@ -113,8 +113,8 @@ TEST(Synthesis, SmoothingGain) {
   int32_t output[40];
   for (const auto &[gain, smoothing] : {std::pair{16, 4}, {9, 4}, {8, 4}, {5, 2}, {0, 0}}) {
     codebook_record record = {};
-    kelpd_cmn_dec(4, &decoder.state(), {}, {60, 0, static_cast<int16_t>(gain)}, &record, output, 40,
-                  1);
+    synthesize_subframe(kDecoderSynthesis, 4, &synthesis, {}, {60, 0, static_cast<int16_t>(gain)},
+                        &record, nullptr, output, 40, 1);
     EXPECT_EQ(synthesis.smoothing.gain_q3, smoothing);
     EXPECT_TRUE(synthesis.pitch.gain_q3 == gain && synthesis.smoothing.lag == 60);
   }
