@@ -12,22 +12,22 @@ import sys
 DOCS = pathlib.Path(__file__).resolve().parent.parent / "docs"
 WIDTH, LEFT, BAR, GAP = 760, 250, 13, 4
 STYLE = """<style>
-  svg { font: 13px system-ui, sans-serif; background: #fff; }
+  svg { font: 13px system-ui, sans-serif; } .page { fill: #fff; }
   text { fill: #222; } .quiet { fill: #666; font-size: 12px; } .title { font-weight: 600; }
   .a { fill: #2a6fbb; } .b { fill: #7fb2e5; } .c { fill: #d98a2b; } .line { stroke: #999; }
   @media (prefers-color-scheme: dark) {
-    svg { background: #16191d; } text { fill: #e6e6e6; } .quiet { fill: #9aa0a6; }
+    .page { fill: #16191d; } text { fill: #e6e6e6; } .quiet { fill: #9aa0a6; }
     .a { fill: #5b9bd5; } .b { fill: #2f5f8f; } .c { fill: #e0a458; } .line { stroke: #777; }
   }
 </style>"""
 
 
 def table(page, heading):
-    """Rows of the first table below a heading: a name and numbers."""
-    lines = page.split("\n## " + heading + "\n", 1)[1].split("\n## ")[0].splitlines()
-    rows = [[cell.strip() for cell in line.strip("| ").split("|")] for line in lines
-            if line.startswith("|")]
-    return rows[0], [row for row in rows[2:]]
+    """Rows of the first table below a heading, without its head."""
+    section = page.split("\n## " + heading + "\n", 1)[1]
+    first = re.search(r"(?:^\|.*\n)+", section, re.MULTILINE).group()
+    rows = [[cell.strip() for cell in line.strip("| ").split("|")] for line in first.splitlines()]
+    return rows[2:]
 
 
 def number(cell):
@@ -60,7 +60,7 @@ def legend(out, y, entries):
 
 def draw(page):
     out = []
-    _, peers = table(page, "Among other codecs")
+    peers = table(page, "Among other codecs")
     rows = [(row[0], [number(cell) for cell in row[1:4]]) for row in peers[1:]]
     most = max(value for _, values in rows for value in values)
     out.append('<text class="title" x="20" y="28">Time of other codecs over libkelp\'s, for the '
@@ -71,7 +71,8 @@ def draw(page):
     out.append(f'<line class="line" stroke-dasharray="3 3" x1="{one:.1f}" y1="60" x2="{one:.1f}" '
                f'y2="{y}"/>')
 
-    _, stages = table(page, "What a full-rate frame needs, and takes")
+    stages = [row for row in table(page, "What a full-rate frame needs, and takes")
+              if not row[0].startswith("all of")]
     rows = [(row[0], [number(row[3]), number(row[2])]) for row in stages]
     most = max(value for _, values in rows for value in values if value)
     y += 34
@@ -80,7 +81,7 @@ def draw(page):
     legend(out, y + 22, [("a", "taken"), ("b", "the least its arithmetic could take")])
     y = bars(out, y + 36, rows, "ab", (WIDTH - LEFT - 60) / most, "")
     return (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {y + 10}" '
-            f'width="{WIDTH}">\n{STYLE}\n' + "\n".join(out) + "\n</svg>\n")
+            f'width="{WIDTH}">\n{STYLE}\n<rect class="page" width="100%" height="100%"/>\n' + "\n".join(out) + "\n</svg>\n")
 
 
 def main():
