@@ -12,10 +12,10 @@ using kelp::payload_field;
 
 namespace {
 
-kelp::kelpd_frame_params unpack(packet bytes, size_t size = 99) {
+kelp::kelpd_frame_params unpack(packet bytes, size_t size = 99, kcmn_bsr_refill refill = nullptr) {
   bytes.resize(std::min(bytes.size(), size));
   kcmn_bsr_state reader;
-  kcmn_bsr_init(&reader, bytes.data(), static_cast<int32_t>(bytes.size()), nullptr);
+  kcmn_bsr_init(&reader, bytes.data(), static_cast<int32_t>(bytes.size()), refill);
   kelp::kelpd_frame_params params = {};
   EXPECT_EQ(kelp::kelpd_unpack(&reader, &params), 0);
   return params;
@@ -102,6 +102,24 @@ TEST(Format, FailedChecksMakeErasures) {
   for (const uint8_t rate : packet{0, 5, 13, 14, 15, 255}) {
     bytes[0] = rate;
     EXPECT_TRUE(unpack(bytes).rate == rate && unpack(bytes).codes == payload_codes{}) << int{rate};
+  }
+}
+
+// A packet is read at once when it can be, and piece by piece when its bytes come in another way.
+TEST(Format, AtOnceOrByPieces) {
+  random_numbers random(4);
+  for (int i = 0; i < 4000; i++) {
+    packet bytes(36);
+    for (uint8_t &byte : bytes) byte = static_cast<uint8_t>(random.next());
+    bytes[0] = static_cast<uint8_t>(random.between(0, 5));
+    const auto other_way = [](kcmn_bsr_state *state, int32_t n) {
+      return kcmn_bsr_flush(state, n);
+    };
+    const auto size = static_cast<size_t>(random.between(1, 36));
+    const kelp::kelpd_frame_params once = unpack(bytes, size),
+                                   pieces = unpack(bytes, size, other_way);
+    ASSERT_TRUE(once.codes == pieces.codes && once.rate == pieces.rate && once.seed == pieces.seed)
+        << int{bytes[0]} << ", " << size << " bytes";
   }
 }
 
