@@ -14,8 +14,8 @@ install_packages cmake ninja-build g++ binutils libbenchmark-dev codec2-examples
   libopus-dev libgsm1-dev libcodec2-dev
 
 echo "== Build in build-bench"
-cmake -S . -B "$root" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKELP_BUILD_TOOLS=OFF \
-  -DKELP_BUILD_TESTS=OFF
+options=(-G Ninja -DCMAKE_BUILD_TYPE=Release -DKELP_BUILD_TOOLS=OFF -DKELP_BUILD_TESTS=OFF)
+cmake -S . -B "$root" "${options[@]}"
 cmake --build "$root"
 
 echo "== Frames, stages, streams ($(c++ --version | head -1))"
@@ -24,6 +24,13 @@ echo "== Among other codecs"
 "$root/bench/kelp_peers"
 dpkg-query -W -f='${Package} ${Version}\n' libopencore-amrnb0 libbcg729-0 libspeex1 libopus0 \
   libgsm1 libcodec2-1.0
+if [ "$(uname -m)" = x86_64 ]; then
+  echo "== Among other codecs, libkelp without AVX-512"
+  narrow=$PWD/build-bench-avx2
+  cmake -S . -B "$narrow" "${options[@]}" -DKELP_AVX512=OFF >/dev/null
+  cmake --build "$narrow" --target kelp_peers >/dev/null
+  "$narrow/bench/kelp_peers" 5
+fi
 echo "== Memory"
 "$root/bench/kelp_footprint"
 size -A "$root/libkelp.so" |

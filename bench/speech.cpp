@@ -11,6 +11,7 @@
 #include <sstream>
 #include <string>
 
+#include "enc/kernels.h"
 #include "kelp.h"
 #include "tests/handles.h"
 #include "tests/recordings.h"
@@ -130,6 +131,16 @@ std::string processor_field(const std::string &name) {
   return "";
 }
 
+// The kernels of the encoder. Those of the filters are the same, but AVX2's where the encoder's are
+// AVX-512's.
+const char *kernels_name() {
+  const encoder_kernels *const chosen = &encoder_kernels_for(best_instruction_set());
+  if (chosen == &kPlainKernels) return "plain";
+  if (chosen == &encoder_kernels_for(instruction_set::baseline)) return "NEON";
+  if (chosen == &encoder_kernels_for(instruction_set::avx2)) return "AVX2";
+  return "AVX-512 (encoder's searches) and AVX2";
+}
+
 }  // namespace
 
 speech load_speech() {
@@ -162,7 +173,7 @@ void print_setting(const speech &speech) {
       if (interesting.contains(set)) std::printf(" %s", set.c_str());
     }
   }
-  std::printf("\n");
+  std::printf("\nkernels       %s\n", kernels_name());
   print_rates("recordings", speech.recordings);
   print_rates("active speech", speech.active);
   print_rates("conversation", speech.conversation);

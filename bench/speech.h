@@ -25,8 +25,8 @@ struct speech {
 // Ends the program with a message where recordings are missing.
 speech load_speech();
 
-// Processor and instruction sets, and how much of active speech and conversation goes at which
-// rate.
+// Processor and instruction sets, which kernels the library runs there, and how much of the speech
+// goes at which rate.
 void print_setting(const speech &speech);
 
 }  // namespace kelp::bench
