@@ -151,27 +151,83 @@ class HeldSignals {
   sigset_t set_ = {}, before_ = {};
 };
 
-std::string plural(uint64_t count, const std::string &noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 std::string summary(const BatchOptions &options, const BatchPlan &plan, const BatchCount &count,
-                    double elapsed) {
-  std::string text = plural(count.files, "file") + ": " + std::to_string(count.done) +
+                    double elapsed_s) {
+  std::string text = counted(count.files, "file") + ": " + std::to_string(count.done) +
                      (options.encode ? " encoded" : " decoded");
   if (count.finished != 0) text += ", " + std::to_string(count.finished) + " finished before";
   if (count.failed != 0) text += ", " + std::to_string(count.failed) + " failed";
   if (plan.in_other_shards != 0)
     text += "; " + std::to_string(plan.in_other_shards) + " in other shards";
-  if (plan.others != 0) text += "; " + plural(plan.others, "file") + " of other kinds left alone";
+  if (plan.others != 0) text += "; " + counted(plan.others, "file") + " of other kinds left alone";
   text += "\n";
   if (count.done != 0) {
-    text += duration_text(count.seconds) + " of speech in " + duration_text(elapsed) + ", " +
-            decimal(count.seconds / elapsed, 0) + " times real time on " +
-            plural(options.threads, "thread") + "\n";
+    text += duration_text(count.seconds) + " of speech in " + duration_text(elapsed_s) + ", " +
+            decimal(count.seconds / elapsed_s, 0) + " times real time on " +
+            counted(options.threads, "thread") + "\n";
   }
   return text;
 }
+
+// Tells how a batch goes: the user in few lines, the log file by file.
+class BatchReport {
+ public:
+  BatchReport(const BatchOptions &options, const BatchPlan &plan, const Console &console)
+      : options_(options),
+        plan_(plan),
+        console_(console),
+        log_((std::filesystem::path(options.output_folder) /
+              ("kelp-batch" + options.shard.suffix() + ".log"))
+                 .string()),
+        bar_(!console.quiet) {
+    for (const BatchFault &fault : plan.faults) tell({true, fault.name, fault.text});
+  }
+
+  void tell(const BatchMessage &message) {
+    if (message.failed) {
+      bar_.clear();
+      std::cerr << "kelp: " << message.text << '\n';
+    }
+    log_.write(message.failed ? "failed" : "note", message.name, message.text);
+  }
+
+  void draw(const BatchCount &count) { bar_.draw(count, elapsed_s()); }
+
+  void interrupted(const BatchCount &count) {
+    bar_.clear();
+    console_.report(summary(options_, plan_, count, elapsed_s()));
+    std::cout << std::flush;
+    std::cerr << "kelp: interrupted; the same command goes on from here\n";
+  }
+
+  // Throws a Failure where any file failed.
+  void end(BatchCount count) {
+    bar_.clear();
+    count.failed += plan_.faults.size();
+    count.files += plan_.faults.size();
+    console_.report(summary(options_, plan_, count, elapsed_s()));
+    if (count.noted != 0)
+      console_.report(counted(count.noted, "file") + " with notes, see " + log_.path() + "\n");
+    if (count.failed != 0) {
+      throw Failure(std::to_string(count.failed) + " of " + counted(count.files, "file") +
+                    " failed; " + log_.path() + " tells why");
+    }
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  [[nodiscard]] double elapsed_s() const {
+    return std::chrono::duration<double>(Clock::now() - start_).count();
+  }
+
+  const BatchOptions &options_;
+  const BatchPlan &plan_;
+  const Console &console_;
+  Log log_;
+  ProgressBar bar_;
+  Clock::time_point start_ = Clock::now();
+};
 
 void run_batch(const BatchOptions &options, const Console &console) {
   const BatchPlan plan =
@@ -184,20 +240,7 @@ void run_batch(const BatchOptions &options, const Console &console) {
                                   : ".kelp stream; 'kelp batch --encode' makes them"));
   }
   BatchJournal journal(plan, options.shard, options.settings());
-  Log log((std::filesystem::path(options.output_folder) /
-           ("kelp-batch" + options.shard.suffix() + ".log"))
-              .string());
-  ProgressBar bar(!console.quiet);
-  const auto start = std::chrono::steady_clock::now();
-  const auto elapsed = [&] {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  };
-  const auto tell_failure = [&](const std::string &name, const std::string &text) {
-    bar.clear();
-    std::cerr << "kelp: " << text << '\n';
-    log.write("failed", name, text);
-  };
-  for (const BatchFault &fault : plan.faults) tell_failure(fault.name, fault.text);
+  BatchReport report(options, plan, console);
 
   HeldSignals signals;  // inherited by the threads
   Batch batch(plan, journal,
@@ -207,82 +250,61 @@ void run_batch(const BatchOptions &options, const Console &console) {
   batch.start(options.threads);
   for (bool done = false; !done;) {
     done = batch.wait_for(100ms);
-    for (const BatchMessage &message : batch.take_messages()) {
-      if (message.failed) {
-        tell_failure(message.name, message.text);
-      } else {
-        log.write("note", message.name, message.text);
-      }
-    }
-    if (!done) bar.draw(batch.count(), elapsed());
-    if (!done && HeldSignals::pending()) {
+    for (const BatchMessage &message : batch.take_messages()) report.tell(message);
+    if (done) break;
+    report.draw(batch.count());
+    if (HeldSignals::pending()) {
       batch.stop();
-      bar.clear();
-      console.report(summary(options, plan, batch.count(), elapsed()));
-      std::cout << std::flush;
-      std::cerr << "kelp: interrupted; the same command goes on from here\n";
+      report.interrupted(batch.count());
       signals.release();
     }
   }
-  bar.clear();
+  report.end(batch.count());
+}
 
-  BatchCount count = batch.count();
-  count.failed += plan.faults.size();
-  count.files += plan.faults.size();
-  console.report(summary(options, plan, count, elapsed()));
-  if (count.noted != 0)
-    console.report(plural(count.noted, "file") + " with notes, see " + log.path() + "\n");
-  if (count.failed != 0) {
-    throw Failure(std::to_string(count.failed) + " of " + plural(count.files, "file") +
-                  " failed; " + log.path() + " tells why");
+// What the command line says beyond its single options.
+void check_and_run(BatchOptions &options, const Console &console) {
+  if (!options.encode && !options.decode) throw CLI::RequiredError("--encode or --decode");
+  for (const CLI::Option *option : options.encode ? options.for_decode : options.for_encode) {
+    if (option->count() == 0) continue;
+    throw CLI::ValidationError(
+        option->get_name(), options.encode ? "goes with --decode only" : "goes with --encode only");
   }
+  options.encoding.format.raw = options.decoding.raw = options.raw;
+  run_batch(options, console);
 }
 
 }  // namespace
 
 void add_batch_command(CLI::App &program, const Console &console) {
   auto options = std::make_shared<BatchOptions>();
-  CLI::App *command = program.add_subcommand("batch", "Encode or decode all files of a folder");
-  command->footer(kExamples);
-  command->add_option("IN_DIR", options->input_folder, "Folder to read, with all folders in it")
-      ->required()
-      ->type_name("");
-  command
-      ->add_option("OUT_DIR", options->output_folder, "Folder to write, made where it is missing")
-      ->required()
-      ->type_name("");
-  options->for_both = add_group(*command, "What to do", [&] {
+  CLI::App &command =
+      new_command(program, "batch", "Encode or decode all files of a folder", kExamples);
+  add_operand(command, "IN_DIR", options->input_folder, "Folder to read, with all folders in it");
+  add_operand(command, "OUT_DIR", options->output_folder,
+              "Folder to write, made where it is missing");
+  options->for_both = add_group(command, "What to do", [&] {
     CLI::Option *const encode =
-        command->add_flag("--encode", options->encode, "From recordings to .kelp streams");
-    command->add_flag("--decode", options->decode, "From .kelp streams to recordings")
+        command.add_flag("--encode", options->encode, "From recordings to .kelp streams");
+    command.add_flag("--decode", options->decode, "From .kelp streams to recordings")
         ->excludes(encode);
-    command->add_flag("--raw", options->raw,
-                      "Recordings are .raw files without a header: 16-bit little-endian samples, "
-                      "8000 Hz, mono");
+    command.add_flag("--raw", options->raw,
+                     "Recordings are .raw files without a header: 16-bit little-endian samples, "
+                     "8000 Hz, mono");
   });
-  command->add_option("-j,--jobs", options->threads, "Files at a time; all cores where not given")
+  command.add_option("-j,--jobs", options->threads, "Files at a time; all cores where not given")
       ->check(CLI::Range(1, 1024).description(""))
       ->type_name("N");
-  command->add_option("--shard", options->shard_text, "Work on the K-th of N parts of the files")
+  command.add_option("--shard", options->shard_text, "Work on the K-th of N parts of the files")
       ->check([options](const std::string &text) { return parse_shard(text, options->shard); })
       ->type_name("K/N");
-  command->add_flag("-f,--force", options->force,
-                    "Do finished files again, and overwrite files that no batch has made");
-  options->for_encode = add_group(*command, "With --encode",
-                                  [&] { add_encode_options(*command, options->encoding); });
-  options->for_decode = add_group(*command, "With --decode", [&] {
-    command->add_flag("--flac", options->flac, "Write FLAC files instead of WAV files");
-    add_decode_options(*command, options->decoding);
+  command.add_flag("-f,--force", options->force,
+                   "Do finished files again, and overwrite files that no batch has made");
+  options->for_encode =
+      add_group(command, "With --encode", [&] { add_encode_options(command, options->encoding); });
+  options->for_decode = add_group(command, "With --decode", [&] {
+    command.add_flag("--flac", options->flac, "Write FLAC files instead of WAV files");
+    add_decode_options(command, options->decoding);
   });
-  command->callback([options, &console] {
-    if (!options->encode && !options->decode) throw CLI::RequiredError("--encode or --decode");
-    const auto &other = options->encode ? options->for_decode : options->for_encode;
-    for (const CLI::Option *option : other) {
-      if (option->count() == 0) continue;
-      throw CLI::ValidationError(option->get_name(), options->encode ? "goes with --decode only"
-                                                                     : "goes with --encode only");
-    }
-    options->encoding.format.raw = options->decoding.raw = options->raw;
-    run_batch(*options, console);
-  });
+  command.callback([options, &console] { check_and_run(*options, console); });
 }

@@ -6,7 +6,6 @@
 #ifndef KELP_TOOLS_KELP_BATCH_JOURNAL_H
 #define KELP_TOOLS_KELP_BATCH_JOURNAL_H
 
-#include <mutex>
 #include <string>
 #include <unordered_set>
 

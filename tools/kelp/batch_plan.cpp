@@ -4,7 +4,6 @@
 #include "tools/kelp/batch_plan.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <filesystem>
 #include <map>
@@ -12,15 +11,11 @@
 
 #include "tools/kelp/failure.h"
 #include "tools/kelp/hash.h"
+#include "tools/kelp/text.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string lower_case(std::string text) {
-  for (char &c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
 
 bool is_hidden(const fs::path &path) {
   return path.filename().string().starts_with('.');

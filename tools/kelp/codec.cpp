@@ -13,6 +13,15 @@ void check(int32_t code, const char *what) {
   if (code != KELP_OK) throw Failure(std::string(what) + ": " + kelp_result_text(code));
 }
 
+// `create` is kelpe_create or kelpd_create.
+template <typename Handle, typename Create>
+void start(Handle *handle, Create create, const char *failure) {
+  const kelp_config config = {};
+  int32_t code = KELP_OK;
+  handle->reset(create(&config, &code));
+  check(code, failure);
+}
+
 }  // namespace
 
 void Encoder::Delete::operator()(void *handle) const {
@@ -21,10 +30,7 @@ void Encoder::Delete::operator()(void *handle) const {
 }
 
 Encoder::Encoder() {
-  const kelp_config config = {};
-  int32_t code = KELP_OK;
-  handle_.reset(kelpe_create(&config, &code));
-  check(code, "the encoder cannot start");
+  start(&handle_, kelpe_create, "the encoder cannot start");
 }
 
 Packet Encoder::encode(SpeechFrame &speech) {
@@ -43,10 +49,7 @@ void Decoder::Delete::operator()(void *handle) const {
 }
 
 Decoder::Decoder() {
-  const kelp_config config = {};
-  int32_t code = KELP_OK;
-  handle_.reset(kelpd_create(&config, &code));
-  check(code, "the decoder cannot start");
+  start(&handle_, kelpd_create, "the decoder cannot start");
 }
 
 std::span<const int16_t> Decoder::decode(Packet packet) {

@@ -6,6 +6,8 @@
 #ifndef KELP_TOOLS_KELP_COMMANDS_H
 #define KELP_TOOLS_KELP_COMMANDS_H
 
+#include <string>
+
 #include "tools/kelp/console.h"
 
 namespace CLI {
@@ -20,5 +22,10 @@ void add_decode_command(CLI::App &program, const Console &console);
 void add_info_command(CLI::App &program, const Console &console);
 void add_compare_command(CLI::App &program, const Console &console);
 void add_batch_command(CLI::App &program, const Console &console);
+
+// For those files: a command, and an argument that must be given, known by its place.
+CLI::App &new_command(CLI::App &program, const char *name, const char *description,
+                      const char *examples);
+void add_operand(CLI::App &command, const char *name, std::string &value, const char *description);
 
 #endif  // KELP_TOOLS_KELP_COMMANDS_H

@@ -79,19 +79,13 @@ void compare(const CompareOptions &options, bool json, const Console &console) {
 void add_compare_command(CLI::App &program, const Console &console) {
   auto options = std::make_shared<CompareOptions>();
   auto json = std::make_shared<bool>(false);
-  CLI::App *command =
-      program.add_subcommand("compare", "Tell how close decoded speech comes to the original");
-  command->footer(kExamples);
-  command
-      ->add_option("REFERENCE", options->reference,
-                   "Recording of the original; - is standard input")
-      ->required()
-      ->type_name("");
-  command->add_option("OTHER", options->other, "Recording to judge; - is standard input")
-      ->required()
-      ->type_name("");
-  command->add_flag("--high-pass", options->high_pass,
-                    "Filter the reference as the encoder filters its input");
-  command->add_flag("--json", *json, "Print the figures as JSON");
-  command->callback([options, json, &console] { compare(*options, *json, console); });
+  CLI::App &command = new_command(program, "compare",
+                                  "Tell how close decoded speech comes to the original", kExamples);
+  add_operand(command, "REFERENCE", options->reference,
+              "Recording of the original; - is standard input");
+  add_operand(command, "OTHER", options->other, "Recording to judge; - is standard input");
+  command.add_flag("--high-pass", options->high_pass,
+                   "Filter the reference as the encoder filters its input");
+  command.add_flag("--json", *json, "Print the figures as JSON");
+  command.callback([options, json, &console] { compare(*options, *json, console); });
 }

@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+// Empties the last line of a terminal, and begins it again.
+inline constexpr const char *kClearLine = "\r\033[K";
+
 // What a command tells the user, unless --quiet. Functions that may run on several threads do not
 // print: they return what there is to tell, and the command prints it.
 struct Console {

@@ -21,11 +21,6 @@ namespace {
 
 constexpr size_t kMostDamageNotes = 10;
 
-// "1 byte", "2 bytes"
-std::string counted(uint64_t count, const char *what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 uint64_t samples_in(double seconds) {
   return static_cast<uint64_t>(std::llround(seconds * kSampleRate_hz));
 }
@@ -73,7 +68,7 @@ class PacketSource {
   bool next(Packet &packet) {
     if (damage_.frames > 1) {
       damage_.frames--;
-      packet = erasure();
+      packet = Packet::erasure();
       return true;
     }
     if (!(keep_going_ ? stream_.next(packet, &damage_) : stream_.next(packet))) return false;
@@ -95,19 +90,12 @@ class PacketSource {
   }
 
  private:
-  static Packet erasure() {
-    Packet packet;
-    packet.bytes[0] = KELP_RATE_ERASURE;
-    packet.length = 1;
-    return packet;
-  }
-
   void count(Packet *packet) {
     Concealed &concealed = report_->concealed;
     report_->tally.add(packet->rate());
     if (loss_.next()) {
       concealed.lost++;
-      *packet = erasure();
+      *packet = Packet::erasure();
     } else if (packet->rate() == KELP_RATE_ERASURE) {
       concealed.erasures++;
     } else if (!is_usable(*packet)) {

@@ -54,19 +54,14 @@ void decode(const DecodeOptions &options, const Console &console) {
 
 void add_decode_command(CLI::App &program, const Console &console) {
   auto options = std::make_shared<DecodeOptions>();
-  CLI::App *command = program.add_subcommand("decode", "Decode a .kelp stream into a recording");
-  command->footer(kExamples);
-  command->add_option("IN.kelp", options->input, "Stream to read; - is standard input")
-      ->required()
-      ->type_name("");
-  command
-      ->add_option("OUT", options->output,
-                   "File to write: .flac, .raw (as --raw), else WAV; - is standard output, as WAV")
-      ->required()
-      ->type_name("");
-  command->add_flag("-f,--force", options->force, "Overwrite an existing output");
-  command->add_flag("--raw", options->raw,
-                    "Write 16-bit little-endian samples without a header, 8000 Hz, mono");
-  add_decode_options(*command, *options);
-  command->callback([options, &console] { decode(*options, console); });
+  CLI::App &command =
+      new_command(program, "decode", "Decode a .kelp stream into a recording", kExamples);
+  add_operand(command, "IN.kelp", options->input, "Stream to read; - is standard input");
+  add_operand(command, "OUT", options->output,
+              "File to write: .flac, .raw (as --raw), else WAV; - is standard output, as WAV");
+  command.add_flag("-f,--force", options->force, "Overwrite an existing output");
+  command.add_flag("--raw", options->raw,
+                   "Write 16-bit little-endian samples without a header, 8000 Hz, mono");
+  add_decode_options(command, *options);
+  command.callback([options, &console] { decode(*options, console); });
 }

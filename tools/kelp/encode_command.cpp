@@ -36,19 +36,14 @@ void encode(const EncodeOptions &options, const Console &console) {
 
 void add_encode_command(CLI::App &program, const Console &console) {
   auto options = std::make_shared<EncodeOptions>();
-  CLI::App *command = program.add_subcommand("encode", "Encode a recording into a .kelp stream");
-  command->footer(kExamples);
-  command
-      ->add_option("RECORDING", options->input,
-                   "WAV, FLAC, Ogg, AIFF, MP3 and more, at any sampling rate; - is standard input")
-      ->required()
-      ->type_name("");
-  command->add_option("OUT.kelp", options->output, "Stream to write; - is standard output")
-      ->required()
-      ->type_name("");
-  command->add_flag("-f,--force", options->force, "Overwrite an existing output");
-  command->add_flag("--raw", options->format.raw,
-                    "The input has no header: 16-bit little-endian samples, 8000 Hz, mono");
-  add_encode_options(*command, *options);
-  command->callback([options, &console] { encode(*options, console); });
+  CLI::App &command =
+      new_command(program, "encode", "Encode a recording into a .kelp stream", kExamples);
+  add_operand(command, "RECORDING", options->input,
+              "WAV, FLAC, Ogg, AIFF, MP3 and more, at any sampling rate; - is standard input");
+  add_operand(command, "OUT.kelp", options->output, "Stream to write; - is standard output");
+  command.add_flag("-f,--force", options->force, "Overwrite an existing output");
+  command.add_flag("--raw", options->format.raw,
+                   "The input has no header: 16-bit little-endian samples, 8000 Hz, mono");
+  add_encode_options(command, *options);
+  command.callback([options, &console] { encode(*options, console); });
 }

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cinttypes>
-#include <cstdio>
 
 #include "tools/kelp/codec.h"
 #include "tools/kelp/standard_streams.h"
@@ -119,13 +118,10 @@ std::string info_table(const StreamInfo &info) {
   std::string text = "   frame     time s         byte  rate     pitch Hz   gain\n";
   for (size_t k = 0; k < info.frames.size(); k++) {
     const FrameFacts &frame = info.frames[k];
-    char line[128];
-    static_cast<void>(
-        std::snprintf(line, sizeof line, "%8zu %10.2f %12" PRIu64 "  %-8s %8s  %5.2f%s\n", k,
-                      frame_time(k), frame.offset, rate_name(frame.rate),
-                      frame.voiced() ? decimal(frame.pitch_hz, 1).c_str() : "-",
-                      static_cast<double>(frame.pitch_gain), frame.usable ? "" : "  unusable"));
-    text += line;
+    const std::string pitch = frame.voiced() ? decimal(frame.pitch_hz, 1) : "-";
+    text += formatted("%8zu %10.2f %12" PRIu64 "  %-8s %8s  %5.2f%s\n", k, frame_time(k),
+                      frame.offset, rate_name(frame.rate), pitch.c_str(),
+                      static_cast<double>(frame.pitch_gain), frame.usable ? "" : "  unusable");
   }
   return text;
 }

@@ -65,19 +65,16 @@ void show_info(const InfoOptions &options, const Console &console) {
 
 void add_info_command(CLI::App &program, const Console &console) {
   auto options = std::make_shared<InfoOptions>();
-  CLI::App *command =
-      program.add_subcommand("info", "Show rates, bit rate and pitch of a stream, or draw it");
-  command->add_option("FILE.kelp", options->input, "Stream to read; - is standard input")
-      ->required()
-      ->type_name("");
-  command->footer(kExamples);
-  command->add_flag("--frames", options->frames, "A line for every frame");
-  command->add_flag("--json", options->json, "As JSON; with --frames the frames too");
+  CLI::App &command = new_command(
+      program, "info", "Show rates, bit rate and pitch of a stream, or draw it", kExamples);
+  add_operand(command, "FILE.kelp", options->input, "Stream to read; - is standard input");
+  command.add_flag("--frames", options->frames, "A line for every frame");
+  command.add_flag("--json", options->json, "As JSON; with --frames the frames too");
   command
-      ->add_option("--plot", options->plot,
-                   "Draw waveform, rates, pitch and spectrogram into FILE.svg or FILE.html")
+      .add_option("--plot", options->plot,
+                  "Draw waveform, rates, pitch and spectrogram into FILE.svg or FILE.html")
       ->check(plot_fault)
       ->type_name("FILE");
-  command->add_flag("-f,--force", options->force, "Overwrite an existing plot");
-  command->callback([options, &console] { show_info(*options, console); });
+  command.add_flag("-f,--force", options->force, "Overwrite an existing plot");
+  command.callback([options, &console] { show_info(*options, console); });
 }

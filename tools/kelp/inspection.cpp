@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <vector>
 
 #include "tools/kelp/packet_check.h"
 
@@ -33,12 +32,6 @@ Pitch read_pitch(const kelp::payload_codes &codes, size_t k) {
   if (lag == 0 && gain == 0) return {};
   const double half = codes.pitch_frac[k] == 1 ? 0.5 : 0;
   return {lag == 0 ? 143 : lag + 16 + half, 0.25 * (gain + 1)};
-}
-
-double middle(std::vector<double> values) {
-  const auto half = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), half, values.end());
-  return *half;
 }
 
 // What the strong lags that fit `period` make of it.
@@ -106,4 +99,10 @@ PitchRange pitch_range(std::span<const FrameFacts> frames) {
   std::sort(pitch.begin(), pitch.end());
   const auto percentile = [&](size_t percent) { return pitch[(pitch.size() - 1) * percent / 100]; };
   return {percentile(5), percentile(50), percentile(95)};
+}
+
+double middle(std::vector<double> values) {
+  const auto half = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), half, values.end());
+  return *half;
 }

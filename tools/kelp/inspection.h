@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "tools/kelp/packet_file.h"
 
@@ -32,5 +33,8 @@ struct PitchRange {
   double low_hz = 0, median_hz = 0, high_hz = 0;
 };
 [[nodiscard]] PitchRange pitch_range(std::span<const FrameFacts> frames);
+
+// The median of one or more values; of two in the middle the higher.
+[[nodiscard]] double middle(std::vector<double> values);
 
 #endif  // KELP_TOOLS_KELP_INSPECTION_H

@@ -53,8 +53,7 @@ bool PacketReader::next(Packet &packet, Damage *damage) {
   const Found found = look(packet);
   if (found == Found::unknown || found == Found::broken_off) {
     *damage = skip(found);
-    packet.bytes[0] = KELP_RATE_ERASURE;
-    packet.length = 1;
+    packet = Packet::erasure();
     return true;
   }
   advance(static_cast<size_t>(packet.length));

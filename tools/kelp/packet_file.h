@@ -19,6 +19,7 @@ struct Packet {
   [[nodiscard]] std::span<const uint8_t> content() const {
     return {bytes.data(), static_cast<size_t>(length)};
   }
+  static Packet erasure() { return {{KELP_RATE_ERASURE}, 1}; }
 };
 
 // A stretch of a stream that is no packets.
@@ -45,8 +46,7 @@ class PacketReader {
   // and the packet is an erasure; else it has no frames. Throws when the stream is empty.
   bool next(Packet &packet, Damage *damage);
 
-  [[nodiscard]] uint64_t offset() const { return offset_; }  // of the next packet
-  [[nodiscard]] double part_read() const;                    // of a file, below 0 of a pipe
+  [[nodiscard]] double part_read() const;  // of a file, below 0 of a pipe
 
  private:
   enum class Found : uint8_t { packet, end, unknown, broken_off };

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "tools/kelp/text.h"
 #include "tools/quality/quality.h"
@@ -169,11 +170,7 @@ PlotColumns plot_columns(const PlotSource &source) {
       if (!frame.usable) column.unusable++;
       if (frame.voiced()) pitch.push_back(frame.pitch_hz);
     }
-    if (2 * pitch.size() >= column.frames) {
-      const auto half = pitch.begin() + static_cast<std::ptrdiff_t>(pitch.size() / 2);
-      std::nth_element(pitch.begin(), half, pitch.end());
-      column.pitch_hz = *half;
-    }
+    if (2 * pitch.size() >= column.frames) column.pitch_hz = middle(std::move(pitch));
     const std::span<const int16_t> speech(source.speech);
     column.level_dbov = kelp::quality::level_dbov(
         speech.subspan(first * KELP_FRAME_SAMPLES, column.frames * KELP_FRAME_SAMPLES));

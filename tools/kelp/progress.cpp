@@ -10,12 +10,6 @@
 
 #include "tools/kelp/text.h"
 
-namespace {
-
-constexpr const char *kClearLine = "\r\033[K";
-
-}  // namespace
-
 ProgressLine::ProgressLine(const Console &console, std::string name)
     : name_(std::move(name)), wanted_(!console.quiet && isatty(STDERR_FILENO) != 0) {}
 

@@ -9,6 +9,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "tools/kelp/console.h"
 #include "tools/kelp/text.h"
 
 namespace {
@@ -44,11 +45,11 @@ void ProgressBar::draw(const BatchCount &count, double seconds_since_start) {
     line += "  " + duration_text(left) + " left";
   }
   line.resize(std::min(line.size(), terminal_width() - 1));
-  std::cerr << "\r\033[K" << line << std::flush;
+  std::cerr << kClearLine << line << std::flush;
   drawn_ = true;
 }
 
 void ProgressBar::clear() {
-  if (drawn_) std::cerr << "\r\033[K" << std::flush;
+  if (drawn_) std::cerr << kClearLine << std::flush;
   drawn_ = false;
 }

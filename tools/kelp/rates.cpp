@@ -4,18 +4,8 @@
 #include "tools/kelp/rates.h"
 
 #include <cinttypes>
-#include <cstdio>
-namespace {
 
-// One line of a report; every line is far shorter than the buffer.
-template <typename... Values>
-std::string line(const char *format, Values... values) {
-  char text[160];
-  static_cast<void>(std::snprintf(text, sizeof text, format, values...));
-  return text;
-}
-
-}  // namespace
+#include "tools/kelp/text.h"
 
 const char *rate_name(uint8_t code) {
   for (const Rate &rate : kRates) {
@@ -56,15 +46,16 @@ double RateTally::share(uint8_t code) const {
 }
 
 std::string RateTally::report() const {
-  std::string text = line("packets    %12" PRIu64 "\n", packets());
-  text += line("duration   %12.3f s\n", seconds());
-  text += line("bytes      %12" PRIu64 "\n", bytes());
+  std::string text = formatted("packets    %12" PRIu64 "\n", packets());
+  text += formatted("duration   %12.3f s\n", seconds());
+  text += formatted("bytes      %12" PRIu64 "\n", bytes());
   if (packets() == 0) return text;
-  text += line("bit rate   %12.2f kbit/s net, %.2f kbit/s in packets\n", net_kbit(), packet_kbit());
+  text += formatted("bit rate   %12.2f kbit/s net, %.2f kbit/s in packets\n", net_kbit(),
+                    packet_kbit());
   text += "\nrate            packets    share\n";
   for (const Rate &rate : kRates) {
-    text += line("%-10s %12" PRIu64 "   %5.1f %%\n", rate.name, count(rate.code),
-                 100 * share(rate.code));
+    text += formatted("%-10s %12" PRIu64 "   %5.1f %%\n", rate.name, count(rate.code),
+                      100 * share(rate.code));
   }
   return text;
 }

@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <filesystem>
 #include <sndfile.h>
 
 #include "kelp.h"
 #include "tools/kelp/failure.h"
+#include "tools/kelp/text.h"
 
 namespace {
 
@@ -26,9 +26,7 @@ static_assert(0x40 + 31 * 256 == KELP_SAMPLE_RATE_HZ && 128 + 62 * 256 == 2 * KE
 }  // namespace
 
 SpeechFile speech_file_by_name(const std::string &path) {
-  std::string extension = std::filesystem::path(path).extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const std::string extension = lower_case(std::filesystem::path(path).extension().string());
   if (extension == ".flac") return SpeechFile::flac;
   const auto raw = {".raw", ".pcm", ".sw", ".s16"};
   return std::find(raw.begin(), raw.end(), extension) != raw.end() ? SpeechFile::raw

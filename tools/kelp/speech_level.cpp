@@ -4,6 +4,7 @@
 #include "tools/kelp/speech_level.h"
 
 #include <algorithm>
+#include <cinttypes>
 #include <cmath>
 
 #include "tools/kelp/rates.h"
@@ -86,12 +87,10 @@ std::string LevelWatch::note() const {
       formatted(" it with --gain auto (here %+.1f dB)", level_.best_gain_db());
   // A frame or a sample now and then is not heard.
   if (overloaded_ * 1000 > frames_ || clipped_ * 10000 > frames_ * KELP_FRAME_SAMPLES) {
-    std::string text = formatted("overloaded: %llu of %llu frames are above %.0f dBov",
-                                 static_cast<unsigned long long>(overloaded_),
-                                 static_cast<unsigned long long>(frames_), kOverload_dbov);
-    if (clipped_ != 0) {
-      text += formatted(", %llu samples clipped", static_cast<unsigned long long>(clipped_));
-    }
+    std::string text =
+        formatted("overloaded: %" PRIu64 " of %" PRIu64 " frames are above %.0f dBov", overloaded_,
+                  frames_, kOverload_dbov);
+    if (clipped_ != 0) text += formatted(", %" PRIu64 " samples clipped", clipped_);
     return text + "; lower" + remedy;
   }
   if (level > kNoSpeech_dbov && level < kFaint_dbov) {

@@ -3,6 +3,7 @@
 
 #include "tools/kelp/text.h"
 
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 
@@ -90,6 +91,15 @@ std::string decimal(double value, int decimals) {
   char text[64];
   static_cast<void>(std::snprintf(text, sizeof text, "%.*f", decimals, value));
   return text;
+}
+
+std::string lower_case(std::string text) {
+  for (char &c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+std::string counted(uint64_t count, const char *noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 std::string clock_text(double seconds, bool hours) {

@@ -1,8 +1,8 @@
 // Copyright 2026 The libkelp authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// Names and numbers as other formats write them. Bytes that are no UTF-8 and control characters
-// come out as U+FFFD.
+// Names, numbers and times as people and other formats read them. For the latter, bytes that are no
+// UTF-8 and control characters come out as U+FFFD.
 #ifndef KELP_TOOLS_KELP_TEXT_H
 #define KELP_TOOLS_KELP_TEXT_H
 
@@ -40,6 +40,11 @@ template <typename... Values>
 
 // With `decimals` digits behind the point.
 [[nodiscard]] std::string decimal(double value, int decimals);
+
+[[nodiscard]] std::string lower_case(std::string text);  // ASCII
+
+// "1 byte", "2 bytes"
+[[nodiscard]] std::string counted(uint64_t count, const char *noun);
 
 // Seconds as clocks show them, 1:05 or with `hours` 0:01:05, and as people say them: 12 s, 3:05 min
 // or 2:00:05 h.
