@@ -9,10 +9,10 @@
 //   encoder/STAGE/RATE, decoder/STAGE/RATE
 //                             all that a frame spends in a stage (stage_bench.cpp)
 //   streams/threads:N         the conversation on N threads, kStreams encoders and decoders on
-//   each:
-//                             how many such pairs keep up with real time. `streams` is by the
-//                             clock and for all threads, so it needs an idle machine; `per_core` is
-//                             by the threads' processor time, as if each had a core to itself
+//                             each: how many such pairs keep up with real time. `streams` is by
+//                             the clock and for all threads, so it needs an idle machine;
+//                             `per_core` is by the threads' processor time, as if each had a core
+//                             to itself
 //
 // Of all but streams the Time column counts and is in microseconds a frame: of each frame the
 // median of its tries, so that other processes do not show. The CPU column is the measuring itself.

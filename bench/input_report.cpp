@@ -11,8 +11,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 #include <numbers>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -21,6 +21,7 @@
 #include "tools/kelp/band_fill.h"
 #include "tools/kelp/packet_check.h"
 #include "tools/kelp/rates.h"
+#include "tools/kelp/recording_reader.h"
 #include "tools/kelp/speech_level.h"
 #include "tools/quality/codec.h"
 #include "tools/quality/quality.h"
@@ -41,9 +42,7 @@ struct figures {
 
 pcm_samples rounded(const wide_samples &samples) {
   pcm_samples pcm(samples.size());
-  std::transform(samples.begin(), samples.end(), pcm.begin(), [](double sample) {
-    return static_cast<int16_t>(std::lrint(std::clamp(sample, -32768.0, 32767.0)));
-  });
+  round_to_pcm(samples, pcm);
   return pcm;
 }
 
@@ -150,11 +149,13 @@ wide_samples low_passed(const wide_samples &samples, double hz) {
   return result;
 }
 
-figures band_figures(const std::vector<wide_samples> &speech, const double *below_speech_db) {
+// As it is, or with noise so far below it.
+figures band_figures(const std::vector<wide_samples> &speech,
+                     std::optional<double> below_speech_db) {
   figures sum;
   for (const wide_samples &one : speech) {
     wide_samples sent = one;
-    if (below_speech_db != nullptr) BandFill(*below_speech_db).add_to(sent);
+    if (below_speech_db) BandFill(*below_speech_db).add_to(sent);
     add_figures(one, sent, 1, &sum);
   }
   return sum;
@@ -170,8 +171,8 @@ void print_bands(const std::vector<wide_samples> &speech) {
   std::vector<wide_samples> narrow;
   const auto print = [&](const char *band) {
     std::printf("  %-7s", band);
-    print_figures(band_figures(narrow, nullptr));
-    print_figures(band_figures(narrow, &BandFill::kBelowSpeech_db));
+    print_figures(band_figures(narrow, {}));
+    print_figures(band_figures(narrow, BandFill::kBelowSpeech_db));
     std::printf("\n");
   };
   narrow = speech;
@@ -187,7 +188,7 @@ void print_bands(const std::vector<wide_samples> &speech) {
   for (const wide_samples &one : speech) narrow.push_back(low_passed(one, 2600));
   for (const double below : {60.0, 55.0, 50.0, 45.0, 40.0, 35.0, 30.0}) {
     std::printf("  %4.0f dB ", below);
-    print_figures(band_figures(narrow, &below));
+    print_figures(band_figures(narrow, below));
     std::printf("\n");
   }
 }
@@ -195,14 +196,9 @@ void print_bands(const std::vector<wide_samples> &speech) {
 }  // namespace
 
 int main() {
-  std::string missing;
   std::vector<wide_samples> speech;
-  for (const kelp_test::recording &one : kelp_test::find_recordings(&missing)) {
+  for (const kelp_test::recording &one : kelp_test::require_recordings()) {
     speech.emplace_back(one.pcm.begin(), one.pcm.end());
-  }
-  if (!missing.empty()) {
-    std::cerr << missing;
-    return 1;
   }
   print_levels(speech);
   print_bands(speech);

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <numbers>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "kelp.h"
@@ -112,12 +111,7 @@ void report_steady_sounds() {
 }  // namespace
 
 int main() {
-  std::string missing;
-  const std::vector<kelp_test::recording> speech = kelp_test::find_recordings(&missing);
-  if (!missing.empty()) {
-    std::fputs(missing.c_str(), stderr);
-    return 1;
-  }
+  const std::vector<kelp_test::recording> speech = kelp_test::require_recordings();
   report_level(speech);
   report_steady_sounds();
 }

@@ -99,14 +99,9 @@ int main(int argc, char ** /*argv*/) {
     std::cerr << "usage: kelp_loss_report\n";
     return 2;
   }
-  std::string missing;
   std::vector<sent_speech> speech;
-  for (const kelp_test::recording &one : kelp_test::find_recordings(&missing))
+  for (const kelp_test::recording &one : kelp_test::require_recordings())
     speech.emplace_back(one.pcm);
-  if (!missing.empty()) {
-    std::cerr << missing;
-    return 1;
-  }
   print_speech(speech);
   print_random_loss(speech);
   std::vector<burst_loss> losses;

@@ -81,7 +81,8 @@ def draw(page):
     legend(out, y + 22, [("a", "taken"), ("b", "the least its arithmetic could take")])
     y = bars(out, y + 36, rows, "ab", (WIDTH - LEFT - 60) / most, "")
     return (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {y + 10}" '
-            f'width="{WIDTH}">\n{STYLE}\n<rect class="page" width="100%" height="100%"/>\n' + "\n".join(out) + "\n</svg>\n")
+            f'width="{WIDTH}">\n{STYLE}\n<rect class="page" width="100%" height="100%"/>\n' +
+            "\n".join(out) + "\n</svg>\n")
 
 
 def main():

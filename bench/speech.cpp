@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -144,12 +143,7 @@ const char *kernels_name() {
 }  // namespace
 
 speech load_speech() {
-  std::string missing;
-  const std::vector<kelp_test::recording> recordings = kelp_test::find_recordings(&missing);
-  if (!missing.empty()) {
-    std::fprintf(stderr, "%s", missing.c_str());
-    std::exit(1);
-  }
+  const std::vector<kelp_test::recording> recordings = kelp_test::require_recordings();
   speech result;
   for (const kelp_test::recording &one : recordings) {
     append(&result.recordings, one.pcm, 0, one.pcm.size() / kFrame);

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -70,6 +72,15 @@ inline std::vector<recording> find_recordings(std::string *missing) {
     if (one.pcm.empty()) *missing += one.path + " is missing: install " + one.package + '\n';
   }
   return all;
+}
+
+// For reports: ends the program with a message where any is missing.
+inline std::vector<recording> require_recordings() {
+  std::string missing;
+  std::vector<recording> all = find_recordings(&missing);
+  if (missing.empty()) return all;
+  std::fputs(missing.c_str(), stderr);
+  std::exit(1);
 }
 
 }  // namespace kelp_test
