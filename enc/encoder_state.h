@@ -19,7 +19,7 @@ inline constexpr int kSpeechHistory = KELP_LOOKAHEAD_SAMPLES;
 inline constexpr int kSpeechBuffer = kSpeechHistory + KELP_FRAME_SAMPLES;
 inline constexpr int kDecimatedHistory = 60;
 
-// High-pass memory: outputs over 2^16 and inputs, one and two samples back.
+// High-pass memory: outputs over 2^14 and inputs, one and two samples back.
 struct preprocess_state {
   int32_t y1, y2;
   int32_t x1, x2;

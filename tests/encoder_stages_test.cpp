@@ -48,6 +48,9 @@ TEST(Preprocess, HighPassAndScaling) {
             (numbers{8192, -983, -895, -813, -738, -670}));
   EXPECT_EQ(preprocessed([](int n) { return n % 2 ? -32768 : 32767; }, 316, 4),
             (numbers{8706, -8706, 8706, -8706}));
+  // The loudest output there can be: the signs of the impulse response, backwards.
+  EXPECT_EQ(preprocessed([](int n) { return n >= 287 && n < 319 ? -32768 : 32767; }, 319, 1),
+            numbers{18743});
   int32_t speech[kFrame] = {8192, 1, -1, -32768, 32767, -8192};
   scale_speech(speech);
   EXPECT_EQ(numbers(speech, speech + 7), (numbers{7751, 1, -1, -31003, 31002, -7751, 0}));
