@@ -131,6 +131,12 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
   set_source_files_properties(${neon} PROPERTIES COMPILE_OPTIONS "${kernel_flags}")
 endif()
 
+# Where no frame spends its time is built small.
+set(KELP_SMALL_SOURCES common/aligned_memory.cpp common/bit_reader.cpp common/bit_reader_le.cpp
+  common/fixed_point.cpp common/library.cpp enc/interface.cpp)
+set_property(SOURCE ${KELP_SMALL_SOURCES} APPEND PROPERTY
+  COMPILE_OPTIONS $<$<CONFIG:Release>:-Os>)
+
 add_library(kelp_objects OBJECT ${KELP_SOURCES})
 target_compile_definitions(kelp_objects PUBLIC $<$<BOOL:${KELP_PLAIN_KERNELS}>:KELP_PLAIN_KERNELS>)
 target_include_directories(kelp_objects PUBLIC
@@ -161,7 +167,7 @@ endif()
 
 # gcc infers that nothing throws here and then misses that on the second names.
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-  set_source_files_properties(common/aligned_memory.cpp common/library.cpp PROPERTIES
+  set_property(SOURCE common/aligned_memory.cpp common/library.cpp APPEND PROPERTY
     COMPILE_OPTIONS -Wno-missing-attributes)
 endif()
 
