@@ -3,9 +3,12 @@
 //
 // Line spectral pairs by a grid search for sign changes.
 
+#include <algorithm>
+#include <bit>
 #include <cstdlib>
+#include <cstring>
+#include <iterator>
 
-#include "common/fixed_point.h"
 #include "common/wrapping.h"
 #include "enc/analysis.h"
 #include "tables/analysis_tables.h"
@@ -13,12 +16,20 @@
 namespace kelp {
 namespace {
 
-constexpr uint16_t kHalfRate = 32768;  // half the sampling rate
+constexpr int32_t kHalfRate = 32768;  // half the sampling rate
 
-// cos(pi u / 32768) in Q24, without interpolation.
-int64_t grid_cosine(uint32_t u) {
-  const int64_t cosine = tbl_cosine_data[(u >> 2) & 8191];
-  return (u & 0x8000) != 0 ? -cosine : cosine;
+// cos(pi u / 32768) in Q24 without interpolation, from u * 2^48. It is even, and u counts modulo
+// 65536.
+int64_t grid_cosine(uint64_t u_q48) {
+  return tbl_cosine_data[std::abs(static_cast<int64_t>(u_q48) >> 50)];
+}
+
+// As lspdct, of c1 .. c5; the frequency is 32768 at most.
+inline int32_t evaluate(const int64_t polynomial[6], int32_t w) {
+  const uint64_t w_q48 = static_cast<uint64_t>(w) << 48;
+  int64_t sum = polynomial[5] * (1 << 23) + 0x40000 + 1024 * grid_cosine(5 * w_q48);
+  for (uint64_t i = 1; i <= 3; i++) sum += polynomial[i] * grid_cosine((5 - i) * w_q48);
+  return low32((sum + polynomial[4] * tbl_cosine_data[w >> 2]) >> 19);
 }
 
 // c0 .. c5 of the sum and difference polynomials in Q10, their trivial roots divided out.
@@ -32,38 +43,86 @@ void make_polynomials(const int16_t *a, int32_t p[6], int32_t q[6]) {
   }
 }
 
+constexpr int kPairs = kLpcOrder / 2;  // roots of either polynomial
+constexpr int kBrackets = kPairs + 1;  // the lowest may hold a root at 0, which does not count
+constexpr int32_t kNarrow = 81;        // as wide as a bracket may stay
+
+// Intervals with a root of a polynomial each, which is found where the width is 0. Signs are -1
+// where the polynomial is below 0 at the left end.
+struct brackets {
+  int32_t left[kBrackets], width[kBrackets], sign[kBrackets];
+  int count;
+};
+
+// Halves brackets that are wider than kNarrow until none is. They take turns, and masks decide, not
+// branches: so their evaluations overlap, and nothing foretells on which side a root lies.
+void narrow(const int32_t polynomial[6], brackets *all) {
+  int64_t terms[6];
+  std::copy_n(polynomial, 6, terms);
+  int32_t widest = *std::max_element(all->width, all->width + all->count);
+  for (; widest > kNarrow; widest = (widest + 1) / 2) {
+    for (int m = 0; m < all->count; m++) {
+      const int32_t width = all->width[m];
+      const int32_t half = (width >> 1) & ((kNarrow - width) >> 31);  // 0 where it is narrow
+      const int32_t sign = all->sign[m];
+      const int32_t value = (evaluate(terms, all->left[m] + half) ^ sign) - sign;
+      const int32_t is_lower = value >> 31;  // the root
+      const int32_t is_upper = -value >> 31;
+      all->left[m] += half & ~is_lower;
+      all->width[m] = (half & is_lower) | ((width - half) & is_upper);
+    }
+  }
+}
+
+// Eight bytes, the first of them lowest.
+uint64_t eight_flags(const uint8_t *p) {
+  uint64_t value = 0;
+  std::memcpy(&value, p, sizeof value);
+  return std::endian::native == std::endian::little ? value : __builtin_bswap64(value);
+}
+
+constexpr int kBlock = 8;
+constexpr int kPaddedGrid = 208;  // intervals in whole vectors
+static_assert((kGridPoints - 1) % kBlock == 0 && kGridPoints <= kPaddedGrid);
+
+// The intervals of the grid that P crosses zero in, the left end included and the right one not.
+// False when there are too many.
+bool cross_zero(const int32_t values[kPaddedGrid + 1], brackets *all) {
+  uint8_t crosses[kPaddedGrid];
+  for (int i = 0; i < kPaddedGrid; i++) {
+    crosses[i] = ((values[i] ^ values[i + 1]) < 0 || values[i] == 0) ? 1 : 0;
+  }
+  // Blocks with a crossing first: most of those have one.
+  int blocks[(kGridPoints - 1) / kBlock];
+  int crossed = 0;
+  for (int first = 0; first < kGridPoints - 1; first += kBlock) {
+    blocks[crossed] = first;
+    crossed += eight_flags(crosses + first) != 0 ? 1 : 0;
+  }
+  int count = 0;
+  for (int block = 0; block < crossed; block++) {
+    uint64_t flags = eight_flags(crosses + blocks[block]);
+    for (; flags != 0; flags &= flags - 1) {
+      const int i = blocks[block] + std::countr_zero(flags) / 8;
+      if (values[i] != 0 && values[i + 1] == 0) continue;
+      if (count == kBrackets) return false;
+      const auto at = static_cast<size_t>(i);
+      const int32_t left = at == 0 ? 0 : kLspGrid[at - 1];
+      all->left[count] = left;
+      all->width[count] = values[i] == 0 ? 0 : kLspGrid[at] - left;
+      all->sign[count++] = values[i] >> 31;
+    }
+  }
+  all->count = count;
+  return true;
+}
+
 }  // namespace
 
 int32_t lspdct(const int32_t polynomial[6], uint16_t w) {
-  int64_t sum = 1024 * grid_cosine(5U * w) + int64_t{polynomial[5]} * (1 << 23);
-  for (int i = 1; i <= 4; i++) {
-    sum += polynomial[i] * grid_cosine(static_cast<uint32_t>(5 - i) * w);
-  }
-  return low32((sum + 0x40000) >> 19);
-}
-
-uint16_t rsearch(const int32_t polynomial[6], uint16_t a, uint16_t b, int32_t fa, int32_t fb) {
-  if (product(fa, fb) > 0) return 0;
-  if (fa == 0) return a;
-  if (fb == 0) return 0;  // found as the left end of the next interval
-  for (int round = 0; round < 10; round++) {
-    const auto mid = static_cast<uint16_t>((a + b) >> 1);
-    if ((mid - a) * 800 < 32768) {
-      // Interpolation would go here, but no divisor is ever large enough for div_32_32: the
-      // quotient is 0 and the root is the left end.
-      const int32_t fraction = div_32_32(wrap_abs(fa), wrap_abs(wrap_sub(fb, fa)));
-      return static_cast<uint16_t>(wrap_add(a, wrap_mul(fraction, b - a)));
-    }
-    const int32_t fm = lspdct(polynomial, mid);
-    if (fm == 0) return mid;
-    // Masks, not branches: nothing foretells which half it is.
-    const int32_t left = (fm ^ fa) >> 31;
-    b = static_cast<uint16_t>((mid & left) | (b & ~left));
-    fb = (fm & left) | (fb & ~left);
-    a = static_cast<uint16_t>((a & left) | (mid & ~left));
-    fa = (fa & left) | (fm & ~left);
-  }
-  return a;
+  int64_t wide[6];
+  std::copy_n(polynomial, 6, wide);
+  return evaluate(wide, w);
 }
 
 bool find_lsps(const encoder_kernels &kernels, const int16_t lpc_q10[kLpcOrder],
@@ -72,32 +131,32 @@ bool find_lsps(const encoder_kernels &kernels, const int16_t lpc_q10[kLpcOrder],
   int32_t q[6];
   make_polynomials(lpc_q10, p, q);
 
-  uint16_t bracket[6];  // the five roots of P, and the end of the last interval for Q
-  int roots = 0;
-  int32_t values[kGridPoints];
+  int32_t values[kPaddedGrid + 1];
   kernels.frame->evaluate_grid(p, values);
-  uint16_t left = 0;
-  for (size_t i = 0; i < kLspGrid.size(); i++) {
-    const uint16_t right = kLspGrid[i];
-    const bool crosses = product(values[i], values[i + 1]) <= 0;
-    const uint16_t root = crosses ? rsearch(p, left, right, values[i], values[i + 1]) : 0;
-    if (root != 0) {
-      if (roots == 5) return false;
-      bracket[roots++] = root;
-    }
-    left = right;
-  }
-  if (roots != 5) return false;
-  bracket[5] = kHalfRate;
+  std::fill(values + kGridPoints, std::end(values), 0);
+  brackets sums = {};
+  if (!cross_zero(values, &sums)) return false;
+  narrow(p, &sums);
+  const int32_t *const sum = sums.left + (sums.left[0] == 0 ? 1 : 0);
+  if (sums.left + sums.count - sum != kPairs) return false;
 
-  int32_t low = lspdct(q, bracket[0]);
-  for (int m = 0; m < 5; m++) {
-    const int32_t high = lspdct(q, bracket[m + 1]);
-    const uint16_t root = rsearch(q, bracket[m], bracket[m + 1], low, high);
-    if (root == 0) return false;
-    low = high;
-    lsp[2 * m] = bracket[m];
-    lsp[2 * m + 1] = root;
+  // A root of Q lies between a root of P and the next one, or half the sampling rate.
+  brackets differences = {};
+  differences.count = kPairs;
+  int32_t value = lspdct(q, static_cast<uint16_t>(sum[0]));
+  for (int m = 0; m < kPairs; m++) {
+    const int32_t left = differences.left[m] = sum[m];
+    const int32_t right = m < kPairs - 1 ? sum[m + 1] : kHalfRate;
+    const int32_t low = value;
+    value = lspdct(q, static_cast<uint16_t>(right));
+    if (low != 0 && (value == 0 || (value ^ low) >= 0)) return false;
+    differences.width[m] = low == 0 ? 0 : right - left;
+    differences.sign[m] = low >> 31;
+  }
+  narrow(q, &differences);
+  for (int m = 0; m < kPairs; m++) {
+    lsp[2 * m] = sum[m];
+    lsp[2 * m + 1] = differences.left[m];
   }
   return true;
 }
