@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . tools/setup.sh
-root=$PWD/build-bench
+root=$PWD/build-bench narrow=$PWD/build-bench-avx2
 
 echo "== Packages"
 install_packages cmake ninja-build g++ binutils libbenchmark-dev codec2-examples \
@@ -17,6 +17,10 @@ echo "== Build in build-bench"
 options=(-G Ninja -DCMAKE_BUILD_TYPE=Release -DKELP_BUILD_TOOLS=OFF -DKELP_BUILD_TESTS=OFF)
 cmake -S . -B "$root" "${options[@]}"
 cmake --build "$root"
+if [ "$(uname -m)" = x86_64 ]; then
+  cmake -S . -B "$narrow" "${options[@]}" -DKELP_AVX512=OFF
+  cmake --build "$narrow" --target kelp_peers
+fi
 
 echo "== Frames, stages, streams ($(c++ --version | head -1))"
 "$root/bench/kelp_bench" 2>&1
@@ -26,9 +30,6 @@ dpkg-query -W -f='${Package} ${Version}\n' libopencore-amrnb0 libbcg729-0 libspe
   libgsm1 libcodec2-1.0
 if [ "$(uname -m)" = x86_64 ]; then
   echo "== Among other codecs, libkelp without AVX-512"
-  narrow=$PWD/build-bench-avx2
-  cmake -S . -B "$narrow" "${options[@]}" -DKELP_AVX512=OFF >/dev/null
-  cmake --build "$narrow" --target kelp_peers >/dev/null
   "$narrow/bench/kelp_peers" 5
 fi
 echo "== Memory"
