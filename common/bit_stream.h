@@ -6,8 +6,10 @@
 #define KELP_COMMON_BIT_STREAM_H
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "kelp.h"
 
@@ -19,6 +21,17 @@ inline constexpr uint32_t kExhausted = 0xFFFFFFFF;
 // A caller's number of bits, held to what a word has: others mean nothing but must break nothing.
 inline int32_t word_bits(int32_t bits) {
   return std::clamp(bits, 0, 32);
+}
+
+// Eight bytes, the first of them highest.
+inline uint64_t eight_bytes(const uint8_t *p) {
+  uint64_t value = 0;
+  std::memcpy(&value, p, sizeof value);
+  return std::endian::native == std::endian::little ? __builtin_bswap64(value) : value;
+}
+inline void store_eight_bytes(uint8_t *p, uint64_t value) {
+  if (std::endian::native == std::endian::little) value = __builtin_bswap64(value);
+  std::memcpy(p, &value, sizeof value);
 }
 
 // Address of the last of `size` bytes. Formed as an integer: for a size below 1 it lies in front of

@@ -3,7 +3,11 @@
 
 #include "format/pack.h"
 
+#include <algorithm>
 #include <cstring>
+#include <span>
+
+#include "common/bit_stream.h"
 
 namespace kelp {
 namespace {
@@ -19,6 +23,54 @@ uint32_t filler_bits(uint32_t seed, const payload_piece &piece) {
   return seed & (0x8000U >> (4 * piece.index));
 }
 
+// Writes a packet into a buffer that has room for it. False, with nothing written, where it has not
+// or somebody wants to hear of every byte.
+bool pack_whole(int32_t rate, const payload_codes &packing, kcmn_bsw_state *writer) {
+  const int32_t size = kelp_packet_bytes(static_cast<uint8_t>(rate));
+  const bool fresh = writer->cur == writer->start && writer->room == 8;
+  if (writer->size < size || !fresh || writer->on_byte != nullptr) return false;
+  uint8_t padded[8];
+  uint8_t *const packet = size < 8 ? padded : writer->start;
+  const auto *const words = reinterpret_cast<const char *>(&packing);
+
+  uint64_t bits = 0;
+  int at = 0;  // the first byte of eight whose bits are gathered
+  for (auto places = places_in_packet(static_cast<uint32_t>(rate)).codes; !places.empty();) {
+    const auto group = places.first(std::min(kPlacesTogether, places.size()));
+    bits <<= 8 * (group[0].byte - at);
+    at = group[0].byte;
+    for (const payload_place &place : group) {
+      const uint64_t code = reinterpret_cast<const uint32_t *>(words)[place.word] & place.mask;
+      bits |= code << (place.shift - 8 * (place.byte - at));
+    }
+    store_eight_bytes(packet + at, bits);
+    places = places.subspan(group.size());
+  }
+  packet[0] = static_cast<uint8_t>(rate);
+  if (size < 8) std::copy_n(padded, size, writer->start);
+  std::memset(writer->start + size, 0, static_cast<size_t>(writer->size - size));
+  writer->cur += size;
+  return true;
+}
+
+// Writes as much of it as there is room for.
+void pack_pieces(int32_t rate, const payload_codes &packing, std::span<const payload_piece> layout,
+                 uint32_t seed, kcmn_bsw_state *writer) {
+  std::memset(writer->start, 0, static_cast<size_t>(writer->size));
+  kcmn_bsw_write(writer, static_cast<uint32_t>(rate), 8);
+  for (const payload_piece &piece : layout) {
+    uint32_t value = 0;
+    if (piece.field == payload_field::filler) {
+      value = filler_bits(seed, piece);
+    } else if (piece.field != payload_field::check) {
+      value = payload_word(packing, piece) >> piece.low;
+    }
+    kcmn_bsw_write(writer, value, piece.width);
+  }
+  while (writer->room != 8 && kcmn_bsw_write1(writer, 0) == 0) {
+  }
+}
+
 }  // namespace
 
 void kelpe_pack_cb(int32_t rate, const codebook_codes &result, payload_codes *packing,
@@ -31,23 +83,12 @@ void kelpe_pack_cb(int32_t rate, const codebook_codes &result, payload_codes *pa
 
 void kelpe_pack(int32_t rate, const payload_codes &packing, kcmn_bsw_state *writer,
                 uint32_t *seed) {
-  std::memset(writer->start, 0, static_cast<size_t>(writer->size));
-  if (rate == KELP_RATE_QUARTER) return;  // decoded only
   const auto layout = payload_layout(static_cast<uint32_t>(rate));
-  if (layout.empty()) return;
-
-  kcmn_bsw_write(writer, static_cast<uint32_t>(rate), 8);
-  for (const payload_piece &piece : layout) {
-    uint32_t value = 0;
-    if (piece.field == payload_field::filler) {
-      value = filler_bits(*seed, piece);
-    } else if (piece.field != payload_field::check) {
-      value = payload_word(packing, piece) >> piece.low;
-    }
-    kcmn_bsw_write(writer, value, piece.width);
+  if (rate == KELP_RATE_QUARTER || layout.empty()) {  // decoded only, or not at all
+    std::memset(writer->start, 0, static_cast<size_t>(writer->size));
+    return;
   }
-  while (writer->room != 8 && kcmn_bsw_write1(writer, 0) == 0) {
-  }
+  if (!pack_whole(rate, packing, writer)) pack_pieces(rate, packing, layout, *seed, writer);
   if (rate == KELP_RATE_EIGHTH) {
     *seed = (packet_byte(writer, 1) << 8) | packet_byte(writer, 2);
   }

@@ -61,6 +61,8 @@ struct payload_places {
   std::span<const payload_place> codes;
 };
 payload_places places_in_packet(uint32_t rate);
+// So many codes in a row lie within eight bytes, with some of those behind them to spare.
+inline constexpr size_t kPlacesTogether = 8;
 
 // Where each field of the codes starts.
 inline constexpr uint16_t kFieldOffset[] = {

@@ -115,6 +115,19 @@ consteval bool shifts_right(const auto &table) {
 static_assert(shifts_right(kFullRatePlaces) && shifts_right(kHalfRatePlaces));
 static_assert(shifts_right(kQuarterRatePlaces) && shifts_right(kEighthRatePlaces));
 
+// Of kPlacesTogether the last lies in the eight bytes of the first, and the next begin in them.
+consteval bool lie_together(const auto &table) {
+  for (size_t i = 0; i < table.count; i++) {
+    const payload_place &first = table.codes[i / kPlacesTogether * kPlacesTogether];
+    const payload_place &next = table.codes[std::min(i + 1, table.count - 1)];
+    if (table.codes[i].shift < 8 * (table.codes[i].byte - first.byte)) return false;
+    if (next.byte - first.byte >= 8) return false;
+  }
+  return true;
+}
+static_assert(lie_together(kFullRatePlaces) && lie_together(kHalfRatePlaces));
+static_assert(lie_together(kEighthRatePlaces));
+
 constexpr payload_places places(const auto &table) {
   return {table.check, {table.codes, table.count}};
 }

@@ -4,20 +4,11 @@
 #include "format/unpack.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstring>
 
 #include "common/bit_stream.h"
 
 namespace kelp {
 namespace {
-
-// Eight bytes, the first of them highest.
-uint64_t eight_bytes(const uint8_t *p) {
-  uint64_t value = 0;
-  std::memcpy(&value, p, sizeof value);
-  return std::endian::native == std::endian::little ? __builtin_bswap64(value) : value;
-}
 
 // Reads a packet that is whole and passes its check, as nearly all do, with its padding. False when
 // it is another one, with nothing read.

@@ -123,6 +123,25 @@ TEST(Format, AtOnceOrByPieces) {
   }
 }
 
+// Nor does it matter how a packet is written, or what stands in the codes above their bits.
+TEST(Format, WrittenAtOnceOrByPieces) {
+  random_numbers random(5);
+  for (int i = 0; i < 4000; i++) {
+    payload_codes codes = {};
+    for (uint32_t *word = codes.lsp_bit; word != codes.cb_sign + 16; word++) *word = random.next();
+    const int32_t rate = random.between(0, 5), size = random.between(35, 40);
+    packet once(40, 0xEE), pieces = once;
+    kcmn_bsw_state writers[2];
+    kcmn_bsw_init(&writers[0], once.data(), size, nullptr);
+    kcmn_bsw_init(&writers[1], pieces.data(), size, [](kcmn_bsw_state *, uint32_t) {});
+    uint32_t seeds[2] = {7, 7};
+    for (int way = 0; way < 2; way++) kelp::kelpe_pack(rate, codes, &writers[way], &seeds[way]);
+    ASSERT_EQ(once, pieces) << rate;
+    ASSERT_EQ(writers[0].cur - once.data(), writers[1].cur - pieces.data());
+    ASSERT_TRUE(writers[0].room == writers[1].room && seeds[0] == seeds[1]);
+  }
+}
+
 // A piece that a packet breaks off in, and every later one, reads as all ones.
 TEST(Format, ShortPackets) {
   for (uint8_t rate = 1; rate <= 4; rate++) {
