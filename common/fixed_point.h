@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Fixed-point primitives, inline for the codec's own loops; fixed_point.cpp exports each under its
-// public name. Where a value x is split, hi = x >> 16 (signed) and lo = (x >> 1) & 0x7FFF, so that
-// x is close to hi * 65536 + lo * 2. Results outside the stated domains are what the steps give.
+// public name. Results outside the stated domains are what the steps give.
 #ifndef KELP_COMMON_FIXED_POINT_H
 #define KELP_COMMON_FIXED_POINT_H
 
@@ -14,25 +13,14 @@
 
 namespace kelp {
 
-constexpr int32_t high_part(int32_t x) {
-  return x >> 16;
-}
-constexpr int32_t low_part(int32_t x) {
-  return (x >> 1) & 0x7FFF;
-}
-
-// Q31 x Q31 = Q31, the product of the low parts truncated. -2^31 squared wraps.
+// Q31 x Q31 = Q31, neither with its last bit. -2^31 squared wraps.
 constexpr int32_t mul_32_32(int32_t a, int32_t b) {
-  const int32_t ah = high_part(a), al = low_part(a);
-  const int32_t bh = high_part(b), bl = low_part(b);
-  // |bl * ah| + |bh * al| + (bl * al >> 15) stays below 2^31.
-  const int32_t cross = (bl * ah + bh * al + ((bl * al) >> 15)) >> 14;
-  return wrap_add(cross, wrap_mul(ah * bh, 2));
+  return low32(product(a >> 1, b >> 1) >> 29);
 }
 
-// Q31 x Q15 = Q31.
+// Q31 x Q15 = Q31, the first without its last bit.
 constexpr int32_t mul_32_16(int32_t a, int16_t b) {
-  return wrap_add((b * low_part(a)) >> 14, wrap_mul(high_part(a) * b, 2));
+  return low32(product(a >> 1, b) >> 14);
 }
 
 // Left shifts that normalise x: 0 for 0, 31 for -1.
@@ -46,7 +34,7 @@ constexpr int16_t norm_16(int16_t x) {
 
 // num / den in Q31, 0 <= num < den, den normalised: a reciprocal by one Newton step.
 constexpr int32_t div_32_32(int32_t num, int32_t den) {
-  const int32_t den_high = high_part(den);
+  const int32_t den_high = den >> 16;
   if (den_high == 16383) return 32767;
   if (den_high < 16383) return 0;
   const int16_t approx = saturate16(0x1FFF8000 / den_high);
