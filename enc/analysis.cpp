@@ -4,6 +4,7 @@
 #include "enc/analysis.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "common/fixed_point.h"
 #include "common/wrapping.h"
@@ -22,7 +23,8 @@ struct windowed_speech {
 windowed_speech apply_window(const int32_t speech[kFrame]) {
   // Speech has 16 bits and the window is below 1.0: no product comes near the 0.5 that would round
   // out of 16 bits.
-  windowed_speech windowed{};
+  windowed_speech windowed;
+  std::fill(windowed.x + kFrame, std::end(windowed.x), int16_t{0});
   for (int n = 0; n < kFrame; n++) {
     const int32_t p = kAnalysisWindow_q15[static_cast<size_t>(n)] * low16(speech[n]);
     windowed.x[n] = low16((p + 0x4000) >> 15);
@@ -45,7 +47,7 @@ bool is_moderate(const int16_t *x) {
 }
 
 autocorrelation correlate(const encoder_kernels &kernels, const int16_t *x) {
-  autocorrelation r{};
+  autocorrelation r;
   int32_t sums[kAutocorrelations];
   kernels.frame->autocorrelate(x, sums);
   int32_t acc = 0;
@@ -115,16 +117,18 @@ void levinson(const int32_t *lag, int16_t lpc_q10[kLpcOrder]) {
   for (int i = 1; i <= kLpcOrder; i++) {
     const int32_t num = wrap_sub(lag[i], prediction(lag, row, i));
     const int norm = norm_32(error);
-    const int32_t quotient = div_32_32(wrap_abs(num), wrap_shl(error, norm));
-    const int32_t magnitude_q31 = wrap_shl(quotient, norm);
-    const int32_t reflection = num < 0 ? wrap_neg(magnitude_q31) : magnitude_q31;
+    // A mask and no branch: nothing foretells the sign.
+    const int32_t sign = num >> 31;
+    const int32_t quotient = div_32_32(wrap_sub(num ^ sign, sign), wrap_shl(error, norm));
+    const int32_t reflection = wrap_sub(wrap_shl(quotient, norm) ^ sign, sign);
 
-    int32_t next[kLpcOrder + 1] = {};
-    for (int j = 1; j < i; j++) {
-      next[j] = saturate32(int64_t{row[j]} - mul_32_32(reflection, row[i - j]));
+    for (int j = 1; j <= i - j; j++) {
+      const int32_t lower = row[j];
+      const int32_t upper = row[i - j];
+      row[j] = saturate32(int64_t{lower} - mul_32_32(reflection, upper));
+      row[i - j] = saturate32(int64_t{upper} - mul_32_32(reflection, lower));
     }
-    next[i] = wrap_add(reflection, 16) >> 5;
-    std::copy_n(next, kLpcOrder + 1, row);
+    row[i] = wrap_add(reflection, 16) >> 5;
     const int32_t left_over = wrap_sub(INT32_MIN, mul_32_32(reflection, reflection));
     error = mul_32_32(left_over, error);
   }
