@@ -53,16 +53,15 @@ int32_t periodicity(const encoder_kernels &kernels, const int32_t *residual,
   int32_t buffer[kDecimatedHistory + kDecimated];
   decimate(kernels, residual, d, buffer);
   const int32_t *const x = buffer + kDecimatedHistory;
-  int32_t best = 0;
-  int best_lag = kFirstPeriod;
   int32_t sums[kPeriods];
   kernels.frame->correlate_periods(x, sums);
+  // The largest above 0, and its first lag, from the lower bits.
+  int64_t largest = kPeriods;
   for (int i = 0; i < kPeriods; i++) {
-    if (sums[i] > best) {
-      best = sums[i];
-      best_lag = kFirstPeriod + i;
-    }
+    largest = std::max(largest, int64_t{sums[i]} * (1 << 16) + (kPeriods - i));
   }
+  const auto best = static_cast<int32_t>(largest >> 16);
+  const auto best_lag = static_cast<int>(kFirstPeriod + kPeriods - (largest & 0xFFFF));
   const int32_t energy = wrap_add(correlation(x, x), correlation(x - best_lag, x - best_lag)) / 2;
   return ratio_q8(wrap_mul(32, best), energy != 0 ? energy : 1000000);
 }
