@@ -18,26 +18,24 @@ int32_t mul_q24(int32_t a, int32_t b) {
 
 // How the prediction filter's impulse response moves with LSP i: ten taps, symmetric for a root of
 // the sum polynomial (even i), antisymmetric for one of the difference polynomial. Into column i.
-void sensitivity(const int16_t *a, int32_t lsp, int i, lsp_columns *g) {
+//   e  of that polynomial, coefficients 1 to 4 without what its trivial root adds
+void sensitivity(const int32_t e[4], int32_t lsp, int i, lsp_columns *g) {
   const int32_t two_cos = 2 * tbl_cosine_data[lsp >> 2];
   const int64_t pi_sin = tbl_sine_data[lsp >> 2] * kPi_q24;  // Q48
-  const bool sum = i % 2 == 0;
-
-  int32_t e[5];
-  for (int k = 1; k <= 4; k++) {
-    e[k] = sum ? -(a[k - 1] + a[10 - k]) : a[10 - k] - a[k - 1];
-  }
   // The polynomial with the root divided out, Q10.
-  int32_t b[5];
-  b[1] = (two_cos >> 14) + e[1];
-  b[2] = wrap_add(e[2], mul_q24(b[1], two_cos)) - 1024;
-  b[3] = wrap_add(wrap_sub(e[3], b[1]), mul_q24(b[2], two_cos));
-  b[4] = wrap_add(wrap_sub(e[4], b[2]), mul_q24(b[3], two_cos));
+  const int32_t b1 = (two_cos >> 14) + e[0];
+  const int32_t b2 = wrap_add(e[1], mul_q24(b1, two_cos)) - 1024;
+  const int32_t b3 = wrap_add(wrap_sub(e[2], b1), mul_q24(b2, two_cos));
+  const int32_t b4 = wrap_add(wrap_sub(e[3], b2), mul_q24(b3, two_cos));
 
-  g->row[0][i] = low32(pi_sin >> 38);
   const int32_t pi_sin_q24 = low32(pi_sin >> 24);
-  for (int k = 1; k <= 4; k++) g->row[k][i] = mul_q24(b[k], pi_sin_q24);
-  for (int k = 0; k < 5; k++) g->row[9 - k][i] = sum ? g->row[k][i] : wrap_neg(g->row[k][i]);
+  const int32_t taps[5] = {low32(pi_sin >> 38), mul_q24(b1, pi_sin_q24), mul_q24(b2, pi_sin_q24),
+                           mul_q24(b3, pi_sin_q24), mul_q24(b4, pi_sin_q24)};
+  const int32_t sign = i % 2 == 0 ? 1 : -1;
+  for (int k = 0; k < 5; k++) {
+    g->row[k][i] = taps[k];
+    g->row[9 - k][i] = wrap_mul(taps[k], sign);
+  }
 }
 
 // Full and half rate.
@@ -76,8 +74,14 @@ void quantize_bits(encoder_frame *frame, encoder_state *state) {
 }  // namespace
 
 void lsp_weights(const encoder_frame &frame, int64_t weight[kLpcOrder]) {
+  const int16_t *const a = frame.lpc_q10;
+  int32_t e[2][4];
+  for (int k = 0; k < 4; k++) {
+    e[0][k] = -(a[k] + a[9 - k]);
+    e[1][k] = a[9 - k] - a[k];
+  }
   lsp_columns g;
-  for (int i = 0; i < kLpcOrder; i++) sensitivity(frame.lpc_q10, frame.lsp[i], i, &g);
+  for (int i = 0; i < kLpcOrder; i++) sensitivity(e[i % 2], frame.lsp[i], i, &g);
   int64_t correlation[kLpcOrder][kLspColumns];
   frame.kernels->frame->correlate_columns(g, correlation);
   for (int i = 0; i < kLpcOrder; i++) {
