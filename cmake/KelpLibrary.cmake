@@ -133,7 +133,8 @@ endif()
 
 # Where no frame spends its time is built small.
 set(KELP_SMALL_SOURCES common/aligned_memory.cpp common/bit_reader.cpp common/bit_reader_le.cpp
-  common/bit_writer.cpp common/fixed_point.cpp common/library.cpp enc/interface.cpp)
+  common/bit_writer.cpp common/fixed_point.cpp common/library.cpp dec/interface.cpp
+  enc/interface.cpp)
 set_property(SOURCE ${KELP_SMALL_SOURCES} APPEND PROPERTY
   COMPILE_OPTIONS $<$<CONFIG:Release>:-Os>)
 

@@ -14,10 +14,12 @@ constexpr int32_t kOne_q24 = 1 << 24;
 // too, and only the first halves of both are kept, the middle included: `last` is the last index of
 // the product's, `beyond` what the polynomial would hold there. p[0] stays 1. Only the middle
 // factor's products are cut; the outer ones are whole numbers of Q24.
-inline void multiply(int32_t *p, int last, int32_t beyond, int32_t cosine_q24) {
+template <int kLast>
+inline void multiply(int32_t *p, int32_t beyond, int32_t cosine_q24) {
   const int32_t factor = wrap_mul(cosine_q24, -2);
-  p[last] = beyond;
-  for (int k = last; k >= 1; k--) {
+  p[kLast] = beyond;
+#pragma GCC unroll 5
+  for (int k = kLast; k >= 1; k--) {
     const int32_t outer = k >= 2 ? wrap_add(p[k], p[k - 2]) : p[k];
     p[k] = wrap_add(outer, low32(product(factor, p[k - 1]) >> 24));
   }
@@ -40,10 +42,15 @@ void cosines_to_lpc(const int32_t cosine[kLpcOrder], int32_t lpc_q14[kLpcOrder])
   // The sum polynomial with its root at -1, and the difference polynomial without its root at +1.
   int32_t p[6] = {kOne_q24};
   int32_t q[6] = {kOne_q24, wrap_mul(cosine[1], -2)};
-  for (int i = 1; i <= 5; i++) {  // of even length: the halves meet in two equal coefficients
-    multiply(p, i, p[i - 1], cosine[2 * i - 2]);
-    if (i >= 2) multiply(q, i, q[i - 2], cosine[2 * i - 1]);
-  }
+  multiply<1>(p, p[0], cosine[0]);  // of even length: the halves meet in two equal coefficients
+  multiply<2>(p, p[1], cosine[2]);
+  multiply<2>(q, q[0], cosine[3]);
+  multiply<3>(p, p[2], cosine[4]);
+  multiply<3>(q, q[1], cosine[5]);
+  multiply<4>(p, p[3], cosine[6]);
+  multiply<4>(q, q[2], cosine[7]);
+  multiply<5>(p, p[4], cosine[8]);
+  multiply<5>(q, q[3], cosine[9]);
 
   // Half the sum of both, Q24 to Q14, rounded once.
   for (int i = 1; i <= 5; i++) {
