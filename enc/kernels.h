@@ -56,11 +56,12 @@ struct alignas(64) filtered_codebook {
     float about[kSamples][kCodebook];    // kernels
   };
   numbers_of_candidates *shared;  // kept elsewhere to spare the stack
-  // For the kernels: the impulse response among zeros, what a sample may be off by, and what
-  // truncation may add to what a candidate gains.
+  // For the kernels: the impulse response among zeros, what a sample may be off by beside what is
+  // truncated, what truncation may add to what a candidate gains, and the largest of the inverse.
   int32_t response[kResponseZeros + kImpulseResponse + 36];
-  float off;
+  float rounding;
   float slack;
+  float largest_inverse;
 };
 
 // Lags that may be chosen, among others, in whole vectors of up to 16 words.

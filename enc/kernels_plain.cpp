@@ -198,7 +198,8 @@ int64_t split_distortion(const kelp_lsp_pair &row, int32_t step1, int32_t step2,
 candidate_score score_candidate(int32_t exy, int32_t eyy) {
   const uint32_t reciprocal = eyy == 0 ? 0 : 0x80000000U / magnitude(eyy);
   const auto size = static_cast<int32_t>((magnitude(exy) >> 15) * reciprocal);
-  const int32_t gain = (exy < 0) != (eyy < 0) ? wrap_neg(size) : size;
+  const int32_t negative = (exy ^ eyy) >> 31;  // a mask: nothing foretells the sign
+  const int32_t gain = wrap_sub(size ^ negative, negative);
 
   const auto gain_square = static_cast<int64_t>(static_cast<uint64_t>(product(gain, gain)) >> 16);
   const int64_t energy_term = wrap_mul64(gain_square, eyy) >> 16;
