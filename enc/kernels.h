@@ -30,8 +30,6 @@ inline constexpr int kDecimated = KELP_FRAME_SAMPLES / 2;
 inline constexpr int kFirstPeriod = 10;  // of the decimated residual, in its samples
 inline constexpr int kPeriods = 50;
 
-inline constexpr int kPitchPadding = 48;  // words behind the past excitation
-
 // Correlation with the target and energy of the past excitation, filtered, by lag - kFirstLag.
 struct lag_scores {
   int64_t exy[kLags];
@@ -64,8 +62,9 @@ struct alignas(64) filtered_codebook {
   float largest_inverse;
 };
 
-// Lags that may be chosen, among others, in whole vectors of up to 16 words.
+// Lags that may be chosen, among others, in whole vectors of up to 16 words, and in sets of 64.
 inline constexpr int kPickedLags = (kMaxLag - kFirstLag + 16) / 16 * 16;
+inline constexpr int kPickedSets = (kPickedLags + 63) / 64;
 
 // The most that a lag can explain of the target (see search_pitch), and the half lag above it, by
 // lag - kFirstLag.
@@ -96,8 +95,7 @@ struct subframe_kernels {
   // Scores of the lags first .. last, from kFirstLag to kLastLag.
   //   target   40 samples
   //   h        impulse response, Q14, h[0] = 16384
-  //   past     the end of the past excitation, of which kLastLag samples are used;
-  //            kImpulseResponse words before them may be read, kPitchPadding zeros follow
+  //   past     the end of the past excitation, of which kLastLag samples are used
   void (*score_lags)(const int32_t *target, const int32_t *h, const int32_t *past, int first,
                      int last, lag_scores *scores);
 
@@ -146,8 +144,9 @@ struct frame_kernels {
   uint32_t (*search_split)(const kelp_lsp_pair *codebook, int size, int32_t step1, int32_t step2,
                            int64_t weight1, int64_t weight2);
 
-  // Marks the lags of which a bound is no lower than the bar.
-  void (*pick_lags)(const lag_bounds &bounds, float bar, uint8_t worthy[kPickedLags]);
+  // Marks the lags of which a bound is no lower than the bar: lag - kFirstLag as a bit of sets of
+  // 64, lowest first.
+  void (*pick_lags)(const lag_bounds &bounds, float bar, uint64_t worthy[kPickedSets]);
 
   // As search_codebook for a target of forty samples, with its own filter; *filtered is room.
   codebook_choice (*search_long_codebook)(const int16_t *codebook, const int32_t *h,

@@ -55,8 +55,8 @@ void bound_lags(const int32_t * /*target*/, const int32_t * /*h*/, const int32_t
   bounds->likeliest = kNoLag;
 }
 
-void pick_lags(const lag_bounds & /*bounds*/, float /*bar*/, uint8_t worthy[kPickedLags]) {
-  std::fill_n(worthy, kPickedLags, uint8_t{1});
+void pick_lags(const lag_bounds & /*bounds*/, float /*bar*/, uint64_t worthy[kPickedSets]) {
+  std::fill_n(worthy, kPickedSets, ~uint64_t{0});
 }
 
 void ring(const int32_t *memory, const int32_t *a, int32_t *y) {

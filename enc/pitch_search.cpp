@@ -4,7 +4,7 @@
 // Pitch search: every integer lag by a fine error, then every lag and half lag by a coarse one.
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
 #include <limits>
 
 #include "common/wrapping.h"
@@ -126,26 +126,26 @@ void rule_nothing_out(lag_bounds *bounds) {
 
 // Calls consider(lag - kFirstLag) for the lags that are marked.
 template <typename Function>
-void for_each_worthy(const uint8_t worthy[kPickedLags], int first, int last,
-                     const Function &consider) {
-  for (int block = 0; block < kPickedLags; block += 8) {
-    uint64_t any = 0;
-    std::memcpy(&any, worthy + block, sizeof any);
-    if (any == 0) continue;
-    for (int i = std::max(block, first - kFirstLag); i <= std::min(block + 7, last - kFirstLag);
-         i++) {
-      if (worthy[i] != 0) consider(i);
+void for_each(const uint64_t (&marked)[kPickedSets], const Function &consider) {
+  for (int set = 0; set < kPickedSets; set++) {
+    for (uint64_t left = marked[set]; left != 0; left &= left - 1) {
+      consider(64 * set + std::countr_zero(left));
     }
   }
+}
+
+// Without those that may not be chosen.
+void leave_allowed(uint64_t (&marked)[kPickedSets]) {
+  static_assert(kPickedSets == 3 && kMaxLag - kFirstLag == 128);
+  marked[0] &= ~uint64_t{0} << (kMinLag - kFirstLag);
+  marked[2] &= 1;
 }
 
 }  // namespace
 
 pitch_candidate search_pitch(const encoder_kernels &kernels, const int32_t target[kPitchSubframe],
                              const int32_t h[kImpulseResponse], const int32_t *history) {
-  int32_t padded[kImpulseResponse + kLastLag + kPitchPadding] = {};
-  std::copy_n(history + kPitchHistory - kLastLag, kLastLag, padded + kImpulseResponse);
-  const int32_t *const past = padded + kImpulseResponse + kLastLag;
+  const int32_t *const past = history + kPitchHistory;
   const int32_t ex = low32(energy(target, kPitchSubframe) >> 28);
   lag_bounds bounds;
   kernels.subframe->bound_lags(target, h, past, &bounds);
@@ -163,16 +163,17 @@ pitch_candidate search_pitch(const encoder_kernels &kernels, const int32_t targe
     consider_finely(&first, scorer.whole(bounds.likeliest));
     hopeless = first.hopeless;
   }
-  uint8_t worthy[kPickedLags];
+  uint64_t worthy[kPickedSets];
   kernels.frame->pick_lags(bounds, hopeless, worthy);
+  leave_allowed(worthy);
 
-  for_each_worthy(worthy, kMinLag, kMaxLag, [&](int i) {
+  for_each(worthy, [&](int i) {
     if (bounds.whole[i] < std::max(hopeless, state.hopeless)) return;
     scorer.need(i, i);
     consider_finely(&state, scorer.whole(i));
   });
   // The best fine error stands against the coarse ones.
-  for_each_worthy(worthy, kMinLag, kMaxLag, [&](int i) {
+  for_each(worthy, [&](int i) {
     if (bounds.whole[i] >= state.hopeless) {
       scorer.need(i, i);
       consider_coarsely(&state, scorer.whole(i));

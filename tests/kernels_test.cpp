@@ -56,10 +56,7 @@ TEST_P(Kernels, PitchSearch) {
     h[0] = 16384;
     if (round % 5 == 0) std::fill_n(history.begin() + round % 100, 40, 0);
     lag_scores expected, scores;
-    std::vector<int32_t> padded(kImpulseResponse);
-    padded.insert(padded.end(), history.end() - kLastLag, history.end());
-    padded.resize(padded.size() + kPitchPadding);
-    const int32_t *const past = padded.data() + kImpulseResponse + kLastLag;
+    const int32_t *const past = history.data() + kPitchHistory;
     const int first = kFirstLag + round % 17 * 7;
     const int last = round % 3 ? std::min(first + round % 19, kLastLag) : kLastLag;
     kPlainKernels.subframe->score_lags(target.data(), h.data(), past, first, last, &expected);
