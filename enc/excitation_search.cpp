@@ -85,6 +85,13 @@ void run_from_rest(const int32_t x[kRing], const int32_t *a, int32_t y[kRing]) {
   }
 }
 
+// How many samples of a pitch subframe, at least one codebook subframe's, the pitch filter takes
+// from the excitation before them alone: in whole blocks of eight, which its kernels compute.
+int samples_in_reach(const pitch_parameters &pitch) {
+  const int newest = pitch.fraction == 0 ? pitch.lag : pitch.lag - 3;
+  return std::max(kRing, (newest - 1) / 8 * 8);
+}
+
 // Full rate: four codebook subframes, each as long as the weighted filter's memory. Neither what
 // that adds nor the pitch filter's contribution, whose lag is longer, depends on the choice: they
 // serve the target and, once the choice is made, the filters' next memories.
@@ -100,9 +107,15 @@ void run_from_rest(const int32_t x[kRing], const int32_t *a, int32_t y[kRing]) {
   int32_t a[kPaddedTaps] = {};
   std::copy_n(frame->coefficients[i].weighted, kLpcOrder, a);
 
+  int32_t prediction[kPitchSubframe];
+  int predicted_samples = 0;
   for (int j = 0; j < kPitchSubframe / kRing; j++) {
-    int32_t predicted[kRing];
-    predict_pitch(pitch, state, kRing, predicted);
+    int32_t *const predicted = prediction + j * kRing;
+    if (predicted_samples < (j + 1) * kRing) {
+      const int n = std::min(kPitchSubframe - j * kRing, samples_in_reach(pitch));
+      predict_pitch(pitch, state, n, predicted);
+      predicted_samples = j * kRing + n;
+    }
     int32_t ringing[kPaddedTaps];
     kernels.subframe->ring(state->weighted_synthesis, a, ringing);
 
