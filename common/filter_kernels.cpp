@@ -157,10 +157,21 @@ void lpc(const int32_t *previous_lsp, const int32_t *lsp, const int16_t *weights
   }
 }
 
+void impulses(const coefficient_sets &a, int32_t (*y)[kSets]) {
+  for (int s = 0; s < kSets; s++) {
+    int32_t set[kLpcOrder], response[kImpulseResponse] = {1 << 14};
+    for (int i = 0; i < kLpcOrder; i++) set[i] = a[i][s];
+    lpc_memory rest = {};
+    pole(response, rest, set, kImpulseResponse, false, response);
+    for (int k = 0; k < kImpulseResponse; k++) y[k][s] = response[k];
+  }
+}
+
 }  // namespace
 
-const filter_kernels kPlainFilterKernels = {zero,  pole,     short_term, pitch, pitch_on, energy,
-                                            scale, codebook, codebooks,  noise, to_pcm,   lpc};
+const filter_kernels kPlainFilterKernels = {zero,   pole,  short_term, pitch,     pitch_on,
+                                            energy, scale, codebook,   codebooks, noise,
+                                            to_pcm, lpc,   impulses};
 
 const filter_kernels &filter_kernels_for([[maybe_unused]] instruction_set set) {
 #if defined(KELP_PLAIN_KERNELS)

@@ -39,6 +39,8 @@ enum class pitch_rounding : uint8_t {
 inline constexpr int kSets = 4;
 using coefficient_sets = int32_t[kLpcOrder][kSets];
 
+inline constexpr int kImpulseResponse = 20;  // taps of the weighted synthesis filter that count
+
 // One codebook subframe. Rates 1 and 2 use the seed of a call's first record only.
 struct codebook_record {
   int32_t gain_q16;  // signed
@@ -117,6 +119,9 @@ struct filter_kernels {
   // from (weights[s] * lsp + (8 - weights[s]) * previous_lsp) / 8.
   void (*lpc)(const int32_t *previous_lsp, const int32_t *lsp, const int16_t *weights,
               coefficient_sets *lpc_q14);
+
+  // What an all-pole filter makes of an impulse of 16384, from rest: y[k][s] with set s.
+  void (*impulses)(const coefficient_sets &a, int32_t (*y)[kSets]);
 };
 
 extern const filter_kernels kPlainFilterKernels;

@@ -279,7 +279,8 @@ quad shift_right_11(quad v) {
 
 }  // namespace
 
-const filter_kernels kNeonFilterKernels = {zero,  pole,     short_term, pitch, pitch_on, energy,
-                                           scale, codebook, codebooks,  noise, to_pcm,   lpc};
+const filter_kernels kNeonFilterKernels = {zero,   pole,  short_term, pitch,     pitch_on,
+                                           energy, scale, codebook,   codebooks, noise,
+                                           to_pcm, lpc,   impulses};
 
 }  // namespace kelp

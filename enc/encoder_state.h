@@ -78,14 +78,17 @@ struct encoder_state {
 struct encoder_frame {
   kcmn_bsw_state *writer;
   const encoder_kernels *kernels;
-  int32_t rate;                                         // rate decision
-  int32_t autocorrelation[kAutocorrelations];           // analysis, scaled for the rate decision
-  int16_t lpc_q10[kLpcOrder];                           // analysis: A(z) = 1 - sum of a_i z^-i
-  int32_t lsp[kLpcOrder];                               // analysis, Q16 of the sampling rate
-  int32_t band_energy[2];                               // rate decision
-  int32_t quantized_lsp[kLpcOrder];                     // LSP quantization
-  subframe_coefficients coefficients[4];                // LPC conversion
-  int32_t weighted_residual[KELP_FRAME_SAMPLES];        // weighting
+  int32_t rate;                                // rate decision
+  int32_t autocorrelation[kAutocorrelations];  // analysis, scaled for the rate decision
+  int16_t lpc_q10[kLpcOrder];                  // analysis: A(z) = 1 - sum of a_i z^-i
+  int32_t lsp[kLpcOrder];                      // analysis, Q16 of the sampling rate
+  int32_t band_energy[2];                      // rate decision
+  int32_t quantized_lsp[kLpcOrder];            // LSP quantization
+  subframe_coefficients coefficients[4];       // LPC conversion
+  union {
+    int32_t weighted_residual[KELP_FRAME_SAMPLES];  // weighting, for rate levels and noise
+    int32_t impulse_response[4][kImpulseResponse];  // pitch and codebook search, after these
+  };
   int32_t weighted_speech[KELP_FRAME_SAMPLES];          // weighting
   filtered_codebook::numbers_of_candidates candidates;  // codebook search
   payload_codes codes;                                  // quantizers

@@ -143,10 +143,23 @@ int samples_in_reach(const pitch_parameters &pitch) {
   long_term.gain_q3 = pitch.gain_q3;
 }
 
+// Of the weighted synthesis filters. Not inlined, to spare the searches this stack.
+[[gnu::noinline]] void find_impulse_responses(const filter_kernels &kernels, encoder_frame *frame) {
+  coefficient_sets weighted;
+  for (int s = 0; s < kSets; s++) {
+    for (int i = 0; i < kLpcOrder; i++) weighted[i][s] = frame->coefficients[s].weighted[i];
+  }
+  int32_t responses[kImpulseResponse][kSets];
+  kernels.impulses(weighted, responses);
+  for (int s = 0; s < kSets; s++) {
+    for (int k = 0; k < kImpulseResponse; k++) frame->impulse_response[s][k] = responses[k][s];
+  }
+}
+
 void encode_speech(encoder_frame *frame, encoder_state *state) {
-  for (int i = 0; i < 4; i++) {
-    int32_t h[kImpulseResponse];
-    impulse_response(*state->local_decoder.kernels, frame->coefficients[i], h);
+  find_impulse_responses(*state->local_decoder.kernels, frame);
+  for (int i = 0; i < kSets; i++) {
+    const int32_t *const h = frame->impulse_response[i];
     const pitch_parameters pitch = encode_pitch(frame, state, i, h);
     if (frame->rate == KELP_RATE_FULL) {
       encode_short_codebooks(frame, state, pitch, i, h);
@@ -158,13 +171,6 @@ void encode_speech(encoder_frame *frame, encoder_state *state) {
 }
 
 }  // namespace
-
-void impulse_response(const filter_kernels &kernels, const subframe_coefficients &coefficients,
-                      int32_t h[kImpulseResponse]) {
-  const int32_t impulse[kImpulseResponse] = {16384};
-  lpc_memory memory = {};
-  kernels.pole(impulse, memory, coefficients.weighted, kImpulseResponse, false, h);
-}
 
 void kelpe_pitch_cb_extract(encoder_frame *frame, encoder_state *state) {
   switch (frame->rate) {

@@ -19,10 +19,6 @@ void kelpe_pitch_cb_extract(encoder_frame *frame, encoder_state *state);
 // The eighth-rate half of it: noise whose gain follows the weighted residual.
 void encode_noise(encoder_frame *frame, encoder_state *state);
 
-// Response of the weighted synthesis filter to an impulse of 16384.
-void impulse_response(const filter_kernels &kernels, const subframe_coefficients &coefficients,
-                      int32_t h[kImpulseResponse]);
-
 // A lag, and the correlation and energy of the past excitation it selects.
 struct pitch_candidate {
   int32_t lag;       // 17 .. 143, 0 when none was admitted

@@ -10,12 +10,12 @@
 #include <cstdint>
 
 #include "common/cpu.h"
+#include "common/filter_kernels.h"
 #include "kelp.h"
 
 namespace kelp {
 
 inline constexpr int kPitchSubframe = 40;
-inline constexpr int kImpulseResponse = 20;  // taps of the weighted synthesis filter that count
 inline constexpr int kMinLag = 17;
 inline constexpr int kMaxLag = 143;
 // Lags on either side that only serve the half-sample interpolator.

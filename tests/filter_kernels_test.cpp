@@ -203,7 +203,7 @@ TEST(FilterKernels, Excitation) {
   }
 }
 
-TEST(FilterKernels, Lpc) {
+TEST(FilterKernels, CoefficientSets) {
   for (uint64_t seed = 0; seed < 2000; seed++) {
     trial t(seed);
     int32_t lsp[2][kLpcOrder];
@@ -217,6 +217,14 @@ TEST(FilterKernels, Lpc) {
       std::fill_n(&sets[0][0][0], 2 * kLpcOrder * kSets, kGuard);
       kernels.lpc(lsp[0], lsp[1], weights, &sets[0]);
       return words(&sets[0][0][0], &sets[0][0][0] + 2 * kLpcOrder * kSets);
+    });
+    coefficient_sets a;
+    for (auto &row : a) std::copy_n(numbers(&t.random, kSets).data(), kSets, row);
+    compare([&](const filter_kernels &kernels) {
+      int32_t y[kImpulseResponse + 1][kSets];  // the last a guard
+      std::fill_n(y[kImpulseResponse], kSets, kGuard);
+      kernels.impulses(a, y);
+      return words(&y[0][0], &y[0][0] + sizeof y / sizeof y[0][0]);
     });
   }
 }
