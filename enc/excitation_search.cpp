@@ -74,11 +74,12 @@ codebook_record quantize_choice(const codebook_choice &choice, encoder_frame *fr
                 kPitchSubframe, 1);
 }
 
-// The weighted filter over ten samples from rest; `x` holds what its memory adds.
-void run_from_rest(const int32_t x[kRing], const int32_t *a, int32_t y[kRing]) {
+// The weighted filter over ten samples from rest; `ringing` holds what its memory adds.
+void run_from_rest(const int32_t x[kRing], const int32_t *ringing, const int32_t *a,
+                   int32_t y[kRing]) {
 #pragma GCC unroll 10
   for (int k = 0; k < kRing; k++) {
-    int64_t sum = x[k];
+    int64_t sum = int64_t{x[k]} + ringing[k];
 #pragma GCC unroll 10
     for (int i = k; i > 0; i--) sum += product(y[k - i], a[i - 1]) >> 14;  // the newest one last
     y[k] = low32(sum);
@@ -119,10 +120,8 @@ int samples_in_reach(const pitch_parameters &pitch) {
     int32_t ringing[kPaddedTaps];
     kernels.subframe->ring(state->weighted_synthesis, a, ringing);
 
-    int32_t input[kRing];
     int32_t target[kRing];
-    for (int k = 0; k < kRing; k++) input[k] = wrap_add(predicted[k], ringing[k]);
-    run_from_rest(input, a, target);
+    run_from_rest(predicted, ringing, a, target);
     for (int k = 0; k < kRing; k++) {
       target[k] = wrap_sub(wrap_shl(w[j * kRing + k], 14), target[k]);
     }
@@ -135,8 +134,7 @@ int samples_in_reach(const pitch_parameters &pitch) {
     state->local_decoder.kernels->codebook(kelp_tbl_cb, record.index, record.gain_q16, kRing,
                                            excitation);
     for (int k = 0; k < kRing; k++) excitation[k] = wrap_add(excitation[k], predicted[k]);
-    for (int k = 0; k < kRing; k++) input[k] = wrap_add(excitation[k], ringing[k]);
-    run_from_rest(input, a, state->weighted_synthesis);
+    run_from_rest(excitation, ringing, a, state->weighted_synthesis);
   }
   long_term.lag = pitch.lag;
   long_term.fraction = pitch.fraction;
