@@ -69,7 +69,7 @@ inline constexpr int kPickedSets = (kPickedLags + 63) / 64;
 // The most that a lag can explain of the target (see search_pitch), and the half lag above it, by
 // lag - kFirstLag.
 struct lag_bounds {
-  static constexpr int kEstimates = 176;  // what they are made from needs more room
+  static constexpr int kEstimates = 160;  // what they are made from needs more room
   float whole[kEstimates];
   float half[kEstimates];
   int likeliest;  // the whole lag whose bound is largest, or kNoLag: no bounds, words may wrap
