@@ -120,7 +120,8 @@ struct filter_kernels {
   void (*lpc)(const int32_t *previous_lsp, const int32_t *lsp, const int16_t *weights,
               coefficient_sets *lpc_q14);
 
-  // What an all-pole filter makes of an impulse of 16384, from rest: y[k][s] with set s.
+  // The first kImpulseResponse samples of what pole() makes of an impulse of 1.0, from rest, in
+  // Q14: y[k][s] with set s.
   void (*impulses)(const coefficient_sets &a, int32_t (*y)[kSets]);
 };
 

@@ -84,10 +84,10 @@ struct encoder_frame {
   int32_t lsp[kLpcOrder];                      // analysis, Q16 of the sampling rate
   int32_t band_energy[2];                      // rate decision
   int32_t quantized_lsp[kLpcOrder];            // LSP quantization
-  subframe_coefficients coefficients[4];       // LPC conversion
+  subframe_coefficients coefficients[kSets];   // LPC conversion
   union {
-    int32_t weighted_residual[KELP_FRAME_SAMPLES];  // weighting, for rate levels and noise
-    int32_t impulse_response[4][kImpulseResponse];  // pitch and codebook search, after these
+    int32_t weighted_residual[KELP_FRAME_SAMPLES];      // weighting, for rate levels and noise
+    int32_t impulse_response[kSets][kImpulseResponse];  // excitation search of speech, Q14
   };
   int32_t weighted_speech[KELP_FRAME_SAMPLES];          // weighting
   filtered_codebook::numbers_of_candidates candidates;  // codebook search

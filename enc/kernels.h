@@ -41,7 +41,6 @@ struct lag_scores {
 // reverse, as their samples do in the codebook: number i at place -i & 127.
 struct alignas(64) filtered_codebook {
   static constexpr int kSamples = 10;
-  static constexpr int kResponseZeros = kPitchSubframe;
   union numbers_of_candidates {
     int32_t energy[kCodebook];  // plain: sum of y * y >> 14, in 32-bit words
     float inverse[kCodebook];   // kernels: 1 / energy, or more
@@ -54,15 +53,19 @@ struct alignas(64) filtered_codebook {
     float about[kSamples][kCodebook];    // kernels
   };
   numbers_of_candidates *shared;  // kept elsewhere to spare the stack
-  // For the kernels: the impulse response among zeros, what a sample may be off by beside what is
-  // truncated, what truncation may add to what a candidate gains, and the largest of the inverse.
-  int32_t response[kResponseZeros + kImpulseResponse + 36];
-  float rounding;
-  float slack;
-  float largest_inverse;
+
+  // For the kernels, which read the response of every sample of a subframe in whole vectors of up
+  // to 16 words, and a word beyond them.
+  static constexpr int kResponseZeros = kPitchSubframe;
+  static constexpr int kResponseRoom = (kPitchSubframe + 15) / 16 * 16 + 1;
+  int32_t response[kResponseZeros + kResponseRoom];  // zeros, h, zeros
+  float rounding;         // what a sample may be off by in correlations, beside what is truncated
+  float slack;            // what truncation may add to what a candidate gains
+  float largest_inverse;  // infinite where the word of an energy may wrap
 };
 
-// Lags that may be chosen, among others, in whole vectors of up to 16 words, and in sets of 64.
+// Lags from kFirstLag on, as far as they may be chosen: in whole vectors of up to 16 words, and in
+// sets of 64.
 inline constexpr int kPickedLags = (kMaxLag - kFirstLag + 16) / 16 * 16;
 inline constexpr int kPickedSets = (kPickedLags + 63) / 64;
 
@@ -82,8 +85,8 @@ struct lsp_columns {
   int32_t row[10][kLspColumns] = {};
 };
 
-inline constexpr int kRing = 10;        // outputs that a tenth-order filter's memory reaches
-inline constexpr int kPaddedTaps = 26;  // whole vectors from any tap on
+inline constexpr int kRing = 10;  // outputs that a tenth-order filter's memory reaches
+inline constexpr int kPaddedTaps = kRing + 16;  // a vector of up to 16 words behind any tap
 
 struct codebook_choice {
   int32_t gain_q16;  // optimal, not quantized
@@ -103,7 +106,7 @@ struct subframe_kernels {
   void (*bound_lags)(const int32_t *target, const int32_t *h, const int32_t *past,
                      lag_bounds *bounds);
 
-  // The filtered candidates of a codebook.
+  // The filtered candidates of a codebook. h as above.
   void (*filter_codebook)(const int16_t *codebook, const int32_t *h, filtered_codebook *filtered);
 
   // The candidate that matches a target of ten samples best (the lowest number of those), and its
@@ -117,7 +120,7 @@ struct subframe_kernels {
   void (*ring)(const int32_t *memory, const int32_t *a, int32_t *y);
 };
 
-// What runs about once a frame.
+// What runs about once a frame, or gains nothing from registers wider than AVX2's.
 struct frame_kernels {
   // Sums of x[n] * x[n + lag] in 32-bit words. The 160 samples are followed by 16 zeros.
   void (*autocorrelate)(const int16_t *x, int32_t sums[kAutocorrelations]);

@@ -93,8 +93,9 @@ uint32_t search_split(const kelp_lsp_pair *codebook, int size, int32_t step1, in
   return best_index;
 }
 
-// Sample k of each candidate into *row, from sample k - 1 of each, of which it is the next one's
-// but for the response to its own first sample. Their energies grow by it.
+// Sample k of each candidate into `row`, and its square into the energies. It is sample k - 1 of
+// the next candidate, which stands in `before`, and the response to the candidate's own first
+// sample.
 void filter_sample(const int16_t *codebook, const int32_t *h, int k, const int32_t *before,
                    int32_t *row, int32_t *energy) {
   for (int i = 0; i < kCodebook; i++) {
@@ -198,8 +199,9 @@ int64_t split_distortion(const kelp_lsp_pair &row, int32_t step1, int32_t step2,
 candidate_score score_candidate(int32_t exy, int32_t eyy) {
   const uint32_t reciprocal = eyy == 0 ? 0 : 0x80000000U / magnitude(eyy);
   const auto size = static_cast<int32_t>((magnitude(exy) >> 15) * reciprocal);
-  const int32_t negative = (exy ^ eyy) >> 31;  // a mask: nothing foretells the sign
-  const int32_t gain = wrap_sub(size ^ negative, negative);
+  // All ones where the signs differ, which makes ~size + 1 of it: no branch could foretell them.
+  const int32_t sign_mask = (exy ^ eyy) >> 31;
+  const int32_t gain = wrap_sub(size ^ sign_mask, sign_mask);
 
   const auto gain_square = static_cast<int64_t>(static_cast<uint64_t>(product(gain, gain)) >> 16);
   const int64_t energy_term = wrap_mul64(gain_square, eyy) >> 16;

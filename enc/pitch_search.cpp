@@ -88,6 +88,7 @@ class lag_scorer {
              const int32_t *past)
       : kernels_(kernels), target_(target), h_(h), past_(past) {}
 
+  // Scores what is missing between two lags. Called from several places, and for few lags.
   [[gnu::noinline]] void need(int first, int last) {
     while (first <= last && known(first)) first++;
     while (first <= last && known(last)) last--;
@@ -126,7 +127,7 @@ void rule_nothing_out(lag_bounds *bounds) {
 
 // Calls consider(lag - kFirstLag) for the lags that are marked.
 template <typename Function>
-void for_each(const uint64_t (&marked)[kPickedSets], const Function &consider) {
+void for_each_marked(const uint64_t (&marked)[kPickedSets], const Function &consider) {
   for (int set = 0; set < kPickedSets; set++) {
     for (uint64_t left = marked[set]; left != 0; left &= left - 1) {
       consider(64 * set + std::countr_zero(left));
@@ -134,11 +135,12 @@ void for_each(const uint64_t (&marked)[kPickedSets], const Function &consider) {
   }
 }
 
-// Without those that may not be chosen.
+// Takes the marks off the lags beyond kMinLag and kMaxLag, which may not be chosen.
 void leave_allowed(uint64_t (&marked)[kPickedSets]) {
-  static_assert(kPickedSets == 3 && kMaxLag - kFirstLag == 128);
-  marked[0] &= ~uint64_t{0} << (kMinLag - kFirstLag);
-  marked[2] &= 1;
+  constexpr int kFirst = kMinLag - kFirstLag, kLast = kMaxLag - kFirstLag;
+  static_assert(kFirst < 64 && kLast / 64 == kPickedSets - 1);
+  marked[0] &= ~uint64_t{0} << kFirst;
+  marked[kPickedSets - 1] &= ~uint64_t{0} >> (63 - kLast % 64);
 }
 
 }  // namespace
@@ -167,13 +169,13 @@ pitch_candidate search_pitch(const encoder_kernels &kernels, const int32_t targe
   kernels.frame->pick_lags(bounds, hopeless, worthy);
   leave_allowed(worthy);
 
-  for_each(worthy, [&](int i) {
+  for_each_marked(worthy, [&](int i) {
     if (bounds.whole[i] < std::max(hopeless, state.hopeless)) return;
     scorer.need(i, i);
     consider_finely(&state, scorer.whole(i));
   });
   // The best fine error stands against the coarse ones.
-  for_each(worthy, [&](int i) {
+  for_each_marked(worthy, [&](int i) {
     if (bounds.whole[i] >= state.hopeless) {
       scorer.need(i, i);
       consider_coarsely(&state, scorer.whole(i));
