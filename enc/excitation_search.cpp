@@ -15,17 +15,22 @@
 namespace kelp {
 namespace {
 
-// w (to Q14) less what the filter gives for `excitation`, whose place the target takes, on its
-// memory as it stands.
+// The target from weighted speech w and what the weighted filter gives (Q14), whose place it takes.
+void subtract_from(const int32_t *w, int n, int32_t *y) {
+  for (int k = 0; k < n; k++) y[k] = wrap_sub(wrap_shl(w[k], 14), y[k]);
+}
+
+// The target from `excitation`, whose place it takes: what it lacks on the filter's memory as it
+// stands.
 void make_target(const int32_t *w, const subframe_coefficients &coefficients, encoder_state *state,
                  int n, int32_t *excitation) {
   state->local_decoder.kernels->pole(excitation, state->weighted_synthesis, coefficients.weighted,
                                      n, false, excitation);
-  for (int k = 0; k < n; k++) excitation[k] = wrap_sub(wrap_shl(w[k], 14), excitation[k]);
+  subtract_from(w, n, excitation);
 }
 
-// Pitch parameters of subframe i, as the decoder will read them. Not inlined, so that the stack of
-// this search and that of the codebook's are not needed at once.
+// Pitch parameters of subframe i, as the decoder will read them. Not inlined, as what follows with
+// stack of its own: so no two of them need theirs at once.
 [[gnu::noinline]] pitch_parameters encode_pitch(encoder_frame *frame, encoder_state *state, int i,
                                                 const int32_t h[kImpulseResponse]) {
   int32_t target[kPitchSubframe] = {};
@@ -74,9 +79,9 @@ codebook_record quantize_choice(const codebook_choice &choice, encoder_frame *fr
                 kPitchSubframe, 1);
 }
 
-// The weighted filter over ten samples from rest; `ringing` holds what its memory adds.
-void run_from_rest(const int32_t x[kRing], const int32_t *ringing, const int32_t *a,
-                   int32_t y[kRing]) {
+// The weighted filter over ten samples; what its memory adds is at hand.
+void run_weighted(const int32_t x[kRing], const int32_t *ringing, const int32_t *a,
+                  int32_t y[kRing]) {
 #pragma GCC unroll 10
   for (int k = 0; k < kRing; k++) {
     int64_t sum = int64_t{x[k]} + ringing[k];
@@ -86,11 +91,23 @@ void run_from_rest(const int32_t x[kRing], const int32_t *ringing, const int32_t
   }
 }
 
-// How many samples of a pitch subframe, at least one codebook subframe's, the pitch filter takes
-// from the excitation before them alone: in whole blocks of eight, which its kernels compute.
+// For how many samples the pitch filter needs no excitation but that before the first of them: one
+// codebook subframe always, or so many whole blocks of eight as its kernels compute straight from
+// the history.
 int samples_in_reach(const pitch_parameters &pitch) {
   const int newest = pitch.fraction == 0 ? pitch.lag : pitch.lag - 3;
   return std::max(kRing, (newest - 1) / 8 * 8);
+}
+
+// Puts a codebook subframe's excitation at the end of the pitch filter's history.
+const int32_t *append_excitation(const codebook_record &record, const int32_t predicted[kRing],
+                                 synthesis_state *local_decoder) {
+  int32_t *const history = local_decoder->pitch.history;
+  std::copy(history + kRing, history + kPitchHistory, history);
+  int32_t *const excitation = history + kPitchHistory - kRing;
+  local_decoder->kernels->codebook(kelp_tbl_cb, record.index, record.gain_q16, kRing, excitation);
+  for (int k = 0; k < kRing; k++) excitation[k] = wrap_add(excitation[k], predicted[k]);
+  return excitation;
 }
 
 // Full rate: four codebook subframes, each as long as the weighted filter's memory. Neither what
@@ -100,9 +117,9 @@ int samples_in_reach(const pitch_parameters &pitch) {
                                               const pitch_parameters &pitch, int i,
                                               const int32_t h[kImpulseResponse]) {
   static_assert(filtered_codebook::kSamples == kRing);
+  constexpr int kCodebookSubframes = kPitchSubframe / kRing;
   const encoder_kernels &kernels = *frame->kernels;
   const int32_t *const w = frame->weighted_speech + i * kPitchSubframe;
-  pitch_filter &long_term = state->local_decoder.pitch;
   filtered_codebook filtered(&frame->candidates);
   kernels.subframe->filter_codebook(kelp_tbl_cb, h, &filtered);
   int32_t a[kPaddedTaps] = {};
@@ -110,38 +127,33 @@ int samples_in_reach(const pitch_parameters &pitch) {
 
   int32_t prediction[kPitchSubframe];
   int predicted_samples = 0;
-  for (int j = 0; j < kPitchSubframe / kRing; j++) {
-    int32_t *const predicted = prediction + j * kRing;
-    if (predicted_samples < (j + 1) * kRing) {
-      const int n = std::min(kPitchSubframe - j * kRing, samples_in_reach(pitch));
+  for (int j = 0; j < kCodebookSubframes; j++) {
+    const int start = j * kRing;
+    int32_t *const predicted = prediction + start;
+    if (predicted_samples < start + kRing) {
+      const int n = std::min(kPitchSubframe - start, samples_in_reach(pitch));
       predict_pitch(pitch, state, n, predicted);
-      predicted_samples = j * kRing + n;
+      predicted_samples = start + n;
     }
     int32_t ringing[kPaddedTaps];
     kernels.subframe->ring(state->weighted_synthesis, a, ringing);
 
     int32_t target[kRing];
-    run_from_rest(predicted, ringing, a, target);
-    for (int k = 0; k < kRing; k++) {
-      target[k] = wrap_sub(wrap_shl(w[j * kRing + k], 14), target[k]);
-    }
+    run_weighted(predicted, ringing, a, target);
+    subtract_from(w + start, kRing, target);
     const codebook_choice choice = kernels.subframe->search_codebook(kelp_tbl_cb, filtered, target);
     const codebook_record record =
-        quantize_choice(choice, frame, state, j, i * (kPitchSubframe / kRing) + j);
-
-    std::copy(long_term.history + kRing, long_term.history + kPitchHistory, long_term.history);
-    int32_t *const excitation = long_term.history + kPitchHistory - kRing;
-    state->local_decoder.kernels->codebook(kelp_tbl_cb, record.index, record.gain_q16, kRing,
-                                           excitation);
-    for (int k = 0; k < kRing; k++) excitation[k] = wrap_add(excitation[k], predicted[k]);
-    run_from_rest(excitation, ringing, a, state->weighted_synthesis);
+        quantize_choice(choice, frame, state, j, i * kCodebookSubframes + j);
+    const int32_t *const excitation = append_excitation(record, predicted, &state->local_decoder);
+    run_weighted(excitation, ringing, a, state->weighted_synthesis);
   }
+  pitch_filter &long_term = state->local_decoder.pitch;
   long_term.lag = pitch.lag;
   long_term.fraction = pitch.fraction;
   long_term.gain_q3 = pitch.gain_q3;
 }
 
-// Of the weighted synthesis filters. Not inlined, to spare the searches this stack.
+// Of the weighted synthesis filters.
 [[gnu::noinline]] void find_impulse_responses(const filter_kernels &kernels, encoder_frame *frame) {
   coefficient_sets weighted;
   for (int s = 0; s < kSets; s++) {
