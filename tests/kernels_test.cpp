@@ -122,6 +122,19 @@ TEST_P(Kernels, CodebookSearch) {
   }
 }
 
+TEST_P(Kernels, Ring) {
+  for (int round = 0; round < kRounds; round++) {
+    numbers any(round);
+    std::array<int32_t, kRing> memory;
+    std::array<int32_t, kPaddedTaps> a = {}, expected, y;
+    any.fill(&memory);
+    for (int i = 0; i < kRing; i++) a[static_cast<size_t>(i)] = any.next();
+    kPlainKernels.subframe->ring(memory.data(), a.data(), expected.data());
+    fast.subframe->ring(memory.data(), a.data(), y.data());
+    ASSERT_TRUE(std::equal(y.begin(), y.begin() + kRing, expected.begin())) << round;
+  }
+}
+
 TEST_P(Kernels, Analysis) {
   for (int round = 0; round < kRounds; round++) {
     numbers any(round);
@@ -152,6 +165,15 @@ TEST_P(Kernels, Analysis) {
     kPlainKernels.frame->correlate_periods(scratch.data() + 60, expected_periods.data());
     fast.frame->correlate_periods(scratch.data() + 60, periods.data());
     ASSERT_EQ(periods, expected_periods) << round;
+
+    lsp_columns columns;
+    for (auto &row : columns.row) any.fill(&row);
+    int64_t expected_products[10][kLspColumns], products[10][kLspColumns];
+    kPlainKernels.frame->correlate_columns(columns, expected_products);
+    fast.frame->correlate_columns(columns, products);
+    for (int k = 0; k < 10; k++) {
+      ASSERT_TRUE(std::equal(products[k], products[k] + 10, expected_products[k])) << round;
+    }
   }
 }
 
