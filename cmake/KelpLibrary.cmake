@@ -149,8 +149,9 @@ set_target_properties(kelp_objects PROPERTIES
 target_compile_options(kelp_objects PRIVATE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables)
 target_compile_options(kelp_objects PRIVATE "$<$<CONFIG:Release>:${KELP_OPTIMIZE}>")
-if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)  # saves 2 KB
-  target_compile_options(kelp_objects PRIVATE -fno-align-functions -fno-align-loops -fno-align-jumps -fno-align-labels)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)  # saves 3 KB, of which 1 KB between functions
+  target_compile_options(kelp_objects PRIVATE
+    -fno-align-functions -fno-align-loops -fno-align-jumps -fno-align-labels)
 endif()
 target_link_libraries(kelp_objects PRIVATE kelp_shared_flags)
 # The sine and cosine tables are computed at compile time, which takes clang more steps than it
