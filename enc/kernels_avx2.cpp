@@ -5,7 +5,8 @@
 #include "enc/analysis_lanes.inc"
 #include "enc/codebook_lanes.inc"
 #include "enc/frame_lanes.inc"
-#include "enc/pitch_lanes.inc"
+#include "enc/pitch_bound_lanes.inc"
+#include "enc/pitch_score_lanes.inc"
 
 namespace kelp {
 

@@ -3,7 +3,8 @@
 
 #include "common/lanes_avx512.inc"
 #include "enc/codebook_lanes.inc"
-#include "enc/pitch_lanes.inc"
+#include "enc/pitch_bound_lanes.inc"
+#include "enc/pitch_score_lanes.inc"
 
 namespace kelp {
 
