@@ -29,7 +29,7 @@ void conceal_lsps(decoder_scratch *frame) {
 
   constexpr int16_t kOneEighth[kSets] = {1, 1, 1, 1};
   for (int i = 0; i < kLpcOrder; i++) frame->lsp[i] = (7 * state->previous_lsp[i] + lsp[i]) >> 3;
-  state->synthesis.kernels->lpc(state->previous_lsp, lsp, kOneEighth, &frame->synthesis.lpc_q14);
+  kelpd_lpc_convert(lsp, kOneEighth, frame);
 }
 
 // The last subframe's pitch, its gain capped lower with every loss.

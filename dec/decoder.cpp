@@ -22,11 +22,8 @@ void good_frame(decoder_state *state, int32_t last_gain_q16) {
 
 // LSPs and prediction coefficients of the frame.
 int32_t decode_spectrum(decoder_scratch *frame) {
-  decoder_state *const state = frame->state;
-  if (const int32_t code = kelpd_iq_lpc(frame->params, state, frame->lsp)) return code;
-  const int16_t *const weights = tbl_lsp_interp[frame->params.rate];
-  state->synthesis.kernels->lpc(state->previous_lsp, frame->lsp, weights,
-                                &frame->synthesis.lpc_q14);
+  if (const int32_t code = kelpd_iq_lpc(frame->params, frame->state, frame->lsp)) return code;
+  kelpd_lpc_convert(frame->lsp, tbl_lsp_interp[frame->params.rate], frame);
   return KELP_OK;
 }
 

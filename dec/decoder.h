@@ -16,6 +16,14 @@ namespace kelp {
 //   audio, info  kelp_pcm_frame, kelp_frame_info: written when the result is 0
 int32_t kelpd_dec(void *handle, void *packet, void *audio, void *info);
 
+// Prediction coefficients of the frame's subframes, each from its own mix of `lsp` (Q16) and the
+// frame before: weights[s] eighths of lsp.
+inline void kelpd_lpc_convert(const int32_t lsp[kLpcOrder], const int16_t weights[kSets],
+                              decoder_scratch *frame) {
+  const decoder_state &state = *frame->state;
+  state.synthesis.kernels->lpc(state.previous_lsp, lsp, weights, &frame->synthesis.lpc_q14);
+}
+
 // Fills the frame from the state alone: a lost packet, or one whose LSPs are unusable. Returns 0.
 int32_t conceal_frame(decoder_scratch *frame);
 

@@ -6,6 +6,7 @@
 #include "dec/decoder.h"
 
 namespace kelp {
+
 int32_t kelpd_cmn_dec(decoder_scratch *frame) {
   synthesis_state *const state = &frame->state->synthesis;
   synthesis_buffer buffer;

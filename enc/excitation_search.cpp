@@ -29,8 +29,8 @@ void make_target(const int32_t *w, const subframe_coefficients &coefficients, en
   subtract_from(w, n, excitation);
 }
 
-// Pitch parameters of subframe i, as the decoder will read them. Not inlined, as what follows with
-// stack of its own: so no two of them need theirs at once.
+// Pitch parameters of subframe i, as the decoder will read them. Neither this nor the two codebook
+// searches are inlined: so they use the same stack, one after the other.
 [[gnu::noinline]] pitch_parameters encode_pitch(encoder_frame *frame, encoder_state *state, int i,
                                                 const int32_t h[kImpulseResponse]) {
   int32_t target[kPitchSubframe] = {};
@@ -153,7 +153,7 @@ const int32_t *append_excitation(const codebook_record &record, const int32_t pr
   long_term.gain_q3 = pitch.gain_q3;
 }
 
-// Of the weighted synthesis filters.
+// The weighted synthesis filters' responses, which replace the weighted residual in the frame.
 [[gnu::noinline]] void find_impulse_responses(const filter_kernels &kernels, encoder_frame *frame) {
   coefficient_sets weighted;
   for (int s = 0; s < kSets; s++) {

@@ -54,9 +54,10 @@ struct brackets {
   int count;
 };
 
-// Halves brackets that are wider than kNarrow until none is. They take turns, and masks decide, not
-// branches: so their evaluations overlap, and nothing foretells on which side a root lies.
-void narrow(const int32_t polynomial[6], brackets *all) {
+// Finds the roots: halves brackets that are wider than kNarrow until none is. They take turns, and
+// masks decide, not branches: so their evaluations overlap, and nothing foretells on which side a
+// root lies.
+void rsearch(const int32_t polynomial[6], brackets *all) {
   int64_t terms[6];
   std::copy_n(polynomial, 6, terms);
   int32_t widest = *std::max_element(all->width, all->width + all->count);
@@ -136,7 +137,7 @@ bool find_lsps(const encoder_kernels &kernels, const int16_t lpc_q10[kLpcOrder],
   std::fill(values + kGridPoints, std::end(values), 0);
   brackets sums = {};
   if (!cross_zero(values, &sums)) return false;
-  narrow(p, &sums);
+  rsearch(p, &sums);
   const int32_t *const sum = sums.left + (sums.left[0] == 0 ? 1 : 0);
   if (sums.left + sums.count - sum != kPairs) return false;
 
@@ -153,7 +154,7 @@ bool find_lsps(const encoder_kernels &kernels, const int16_t lpc_q10[kLpcOrder],
     differences.width[m] = low == 0 ? 0 : right - left;
     differences.sign[m] = low >> 31;
   }
-  narrow(q, &differences);
+  rsearch(q, &differences);
   for (int m = 0; m < kPairs; m++) {
     lsp[2 * m] = sum[m];
     lsp[2 * m + 1] = differences.left[m];
